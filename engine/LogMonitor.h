@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+// One line of the FTP log. Implementations must accept calls from any thread.
+class LogMonitor {
+public:
+    virtual ~LogMonitor() = default;
+
+    virtual void AddLine(const std::string& line) = 0;
+};

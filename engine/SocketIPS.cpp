@@ -1,0 +1,423 @@
+#include "SocketIPS.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+
+#include "AlertHook.h"
+#include "Interrupter.h"
+
+namespace {
+
+constexpr const char* kSendAlert = "Send error.\nConnection closed by remote host.";
+// The misspelling is the program's own text.
+constexpr const char* kReceiveAlert = "Reveive errror.";
+// A control line costs one system call per read-ahead refill; listings read many lines.
+constexpr std::size_t kReadAheadCapacity = 64 * 1024;
+
+socklen_t LengthOf(const sockaddr_storage& address) {
+    return address.ss_family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
+}
+
+void SetPort(sockaddr_storage& address, int port) {
+    if (address.ss_family == AF_INET6) {
+        reinterpret_cast<sockaddr_in6&>(address).sin6_port = htons(static_cast<uint16_t>(port));
+    } else {
+        reinterpret_cast<sockaddr_in&>(address).sin_port = htons(static_cast<uint16_t>(port));
+    }
+}
+
+int Milliseconds(std::chrono::steady_clock::time_point deadline) {
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    return static_cast<int>(std::max<long long>(0, left.count()));
+}
+
+}  // namespace
+
+SocketIPS::SocketIPS() : readAhead_(kReadAheadCapacity) {}
+
+SocketIPS::SocketIPS(int descriptor) : fd_(descriptor), readAhead_(kReadAheadCapacity) {
+    closed_ = false;
+    // Every wait goes through poll, bounded and interruptible: the descriptor must not block.
+    fcntl(fd_, F_SETFL, fcntl(fd_, F_GETFL) | O_NONBLOCK);
+    socklen_t length = sizeof address_;
+    getsockname(fd_, reinterpret_cast<sockaddr*>(&address_), &length);
+}
+
+SocketIPS::~SocketIPS() {
+    if (fd_ >= 0) {
+        close(fd_);
+    }
+}
+
+void SocketIPS::SetInterrupter(std::shared_ptr<Interrupter> interrupter) {
+    interrupter_ = std::move(interrupter);
+}
+
+void SocketIPS::SetDescriptor(int descriptor) {
+    std::lock_guard lock(fdMutex_);
+    if (fd_ >= 0) {
+        close(fd_);
+    }
+    fd_ = descriptor;
+    closed_ = true;
+    recvCount_ = recvPosition_ = 0;
+}
+
+SocketIPS::Wait SocketIPS::WaitFor(short events) const {
+    if (fd_ < 0) {
+        return Wait::Failed;
+    }
+    pollfd fds[2] = {{fd_, events, 0}, {interrupter_ ? interrupter_->Fd() : -1, POLLIN, 0}};
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs_);
+    while (true) {
+        int ready = poll(fds, 2, Milliseconds(deadline));
+        if (ready < 0 && errno == EINTR) {
+            continue;
+        }
+        if (ready < 0) {
+            return Wait::Failed;
+        }
+        if (fds[1].revents != 0) {
+            return Wait::Interrupted;
+        }
+        if (ready == 0) {
+            return Wait::TimedOut;
+        }
+        return Wait::Ready;
+    }
+}
+
+int SocketIPS::Connect(const char* host, int port) {
+    if (host == nullptr) {
+        return 1;
+    }
+    hostName_ = host;
+    port_ = port;
+    addrinfo hints{};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* found = nullptr;
+    std::string service = std::to_string(port);
+    // getaddrinfo is thread-safe, unlike the old resolver calls: no process-wide lock needed.
+    if (getaddrinfo(host, service.c_str(), &hints, &found) != 0 || found == nullptr) {
+        return 1;
+    }
+    int result = 2;
+    for (addrinfo* candidate = found; candidate != nullptr; candidate = candidate->ai_next) {
+        result = ConnectTo(*candidate);
+        if (result != 2 || (interrupter_ && interrupter_->IsTriggered())) {
+            break;
+        }
+    }
+    freeaddrinfo(found);
+    return result;
+}
+
+int SocketIPS::ConnectTo(const addrinfo& candidate) {
+    int descriptor = socket(candidate.ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (descriptor < 0) {
+        return 1;
+    }
+    SetDescriptor(descriptor);
+    int failed = connect(fd_, candidate.ai_addr, candidate.ai_addrlen);
+    if (failed != 0 && errno == EINPROGRESS && WaitFor(POLLOUT) == Wait::Ready) {
+        int error = 0;
+        socklen_t length = sizeof error;
+        getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &length);
+        failed = error;
+    }
+    if (failed != 0) {
+        CloseSocket();
+        return 2;
+    }
+    int one = 1;
+    setsockopt(fd_, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+    socklen_t length = sizeof address_;
+    if (getsockname(fd_, reinterpret_cast<sockaddr*>(&address_), &length) != 0) {
+        return 1;
+    }
+    closed_ = false;
+    return 0;
+}
+
+int SocketIPS::Listen(int port, const sockaddr_storage& local) {
+    int descriptor = socket(local.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (descriptor < 0) {
+        std::perror("creation de la socket d'ecoute impossible.\n");
+        return 0;
+    }
+    SetDescriptor(descriptor);
+    int one = 1;
+    setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &one, sizeof one);
+    sockaddr_storage address = local;
+    SetPort(address, port);
+    if (bind(fd_, reinterpret_cast<sockaddr*>(&address), LengthOf(address)) != 0) {
+        std::perror("nommage impossible.\n");
+        return 0;
+    }
+    if (listen(fd_, 1) != 0) {
+        return 0;
+    }
+    address_ = address;
+    closed_ = false;
+    return 1;
+}
+
+std::unique_ptr<SocketIPS> SocketIPS::Accept() {
+    if (fd_ < 0 || WaitFor(POLLIN) != Wait::Ready) {
+        return nullptr;
+    }
+    int accepted = accept4(fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (accepted < 0) {
+        return nullptr;
+    }
+    auto connection = std::make_unique<SocketIPS>(accepted);
+    connection->SetInterrupter(interrupter_);
+    connection->SetTimeout(timeoutMs_);
+    return connection;
+}
+
+std::uint32_t SocketIPS::GetLocalIP() const {
+    if (fd_ < 0) {
+        return 0;
+    }
+    if (address_.ss_family == AF_INET) {
+        return ntohl(reinterpret_cast<const sockaddr_in&>(address_).sin_addr.s_addr);
+    }
+    const auto& v6 = reinterpret_cast<const sockaddr_in6&>(address_);
+    if (address_.ss_family == AF_INET6 && IN6_IS_ADDR_V4MAPPED(&v6.sin6_addr)) {
+        std::uint32_t v4 = 0;
+        std::memcpy(&v4, &v6.sin6_addr.s6_addr[12], sizeof v4);
+        return ntohl(v4);
+    }
+    return 0;
+}
+
+int SocketIPS::GetOctetIP(long address, int n) {
+    return static_cast<int>((static_cast<unsigned long>(address) >> (8 * n)) & 0xFF);
+}
+
+void SocketIPS::Add(const char* bytes, int length) {
+    if (bytes == nullptr || length <= 0) {
+        return;
+    }
+    if (sendBuffer_.size() + static_cast<std::size_t>(length) > kSendCapacity) {
+        // A truncated command would reach the server without its end: refuse it whole.
+        sendOverflow_ = true;
+        return;
+    }
+    sendBuffer_.append(bytes, static_cast<std::size_t>(length));
+}
+
+int SocketIPS::Flush() {
+    if (sendOverflow_) {
+        std::fprintf(stderr, "Tarvik: command longer than %zu bytes not sent\n", kSendCapacity);
+        sendBuffer_.clear();
+        sendOverflow_ = false;
+        return 3;
+    }
+    if (sendBuffer_.empty()) {
+        return 0;
+    }
+    bool interrupted = false;
+    bool sent = SendAll(sendBuffer_.data(), sendBuffer_.size(), &interrupted);
+    sendBuffer_.clear();
+    return sent ? 0 : FailSend(interrupted);
+}
+
+int SocketIPS::SendC(char byte) {
+    return SendData(&byte, 1);
+}
+
+int SocketIPS::SendData(const char* bytes, int length) {
+    if (bytes == nullptr || length <= 0) {
+        return 0;
+    }
+    bool interrupted = false;
+    return SendAll(bytes, static_cast<std::size_t>(length), &interrupted) ? 0
+                                                                          : FailSend(interrupted);
+}
+
+int SocketIPS::FailSend(bool interrupted) {
+    // A stop asked by the user is not an error worth an alert.
+    if (!interrupted) {
+        AlertHook::Raise(kSendAlert);
+    }
+    return 3;
+}
+
+bool SocketIPS::SendAll(const char* bytes, std::size_t length, bool* interrupted) {
+    while (length > 0) {
+        if (closed_ || fd_ < 0) {
+            return false;
+        }
+        ssize_t sent = send(fd_, bytes, length, MSG_NOSIGNAL);
+        if (sent > 0) {
+            bytes += sent;
+            length -= static_cast<std::size_t>(sent);
+            continue;
+        }
+        if (sent < 0 && errno == EINTR) {
+            continue;
+        }
+        if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            Wait wait = WaitFor(POLLOUT);
+            if (wait == Wait::Ready) {
+                continue;
+            }
+            *interrupted = wait == Wait::Interrupted;
+        }
+        return false;
+    }
+    return true;
+}
+
+ssize_t SocketIPS::ReceiveSome(char* buffer, std::size_t capacity) {
+    while (true) {
+        if (closed_ || fd_ < 0) {
+            recvState_ = RecvState::Failed;
+            return -1;
+        }
+        ssize_t got = recv(fd_, buffer, capacity, 0);
+        if (got > 0) {
+            recvState_ = RecvState::Ok;
+            return got;
+        }
+        if (got == 0) {
+            recvState_ = RecvState::EndOfData;
+            return 0;
+        }
+        if (errno == EINTR) {
+            continue;
+        }
+        if (errno != EAGAIN && errno != EWOULDBLOCK) {
+            recvState_ = RecvState::Failed;
+            return -1;
+        }
+        switch (WaitFor(POLLIN)) {
+            case Wait::Ready:
+                continue;
+            case Wait::TimedOut:
+                recvState_ = RecvState::TimedOut;
+                return -1;
+            case Wait::Interrupted:
+                recvState_ = RecvState::Interrupted;
+                return -1;
+            case Wait::Failed:
+                recvState_ = RecvState::Failed;
+                return -1;
+        }
+    }
+}
+
+bool SocketIPS::Refill() {
+    ssize_t got = ReceiveSome(readAhead_.data(), readAhead_.size());
+    recvPosition_ = 0;
+    recvCount_ = got > 0 ? static_cast<std::size_t>(got) : 0;
+    return got > 0;
+}
+
+std::size_t SocketIPS::TakeBuffered(char* buffer, std::size_t capacity) {
+    std::size_t take = std::min(capacity, recvCount_ - recvPosition_);
+    std::memcpy(buffer, readAhead_.data() + recvPosition_, take);
+    recvPosition_ += take;
+    return take;
+}
+
+int SocketIPS::RecvCar() {
+    if (recvPosition_ == recvCount_ && !Refill()) {
+        return 0;
+    }
+    return static_cast<unsigned char>(readAhead_[recvPosition_++]);
+}
+
+void SocketIPS::SwallowOne() {
+    RecvCar();
+}
+
+std::optional<std::string> SocketIPS::RecvString() {
+    if (closed_) {
+        return std::nullopt;
+    }
+    std::string line;
+    while (true) {
+        if (recvPosition_ == recvCount_ && !Refill()) {
+            return std::nullopt;  // end of data, before or in the middle of a line
+        }
+        const char* begin = readAhead_.data() + recvPosition_;
+        const char* end = readAhead_.data() + recvCount_;
+        const char* stop = begin;
+        while (stop < end && *stop != '\n' && *stop != '\r' && *stop != '\0') {
+            ++stop;
+        }
+        // Over-long lines are cut; the rest of the line is read and dropped.
+        std::size_t room = kLineCapacity - 1 - std::min(line.size(), kLineCapacity - 1);
+        line.append(begin, std::min(static_cast<std::size_t>(stop - begin), room));
+        recvPosition_ += static_cast<std::size_t>(stop - begin);
+        if (stop == end) {
+            continue;
+        }
+        char ending = *stop;
+        ++recvPosition_;
+        if (ending == '\0') {
+            return std::nullopt;
+        }
+        if (ending == '\r') {
+            SwallowOne();  // the LF of a CR LF pair
+        }
+        return line;
+    }
+}
+
+std::optional<std::string> SocketIPS::RecvBuf() {
+    std::string text(kRecvBufCapacity, '\0');
+    int got = RecvBin(text.data(), kRecvBufCapacity);
+    if (got <= 0) {
+        return std::nullopt;
+    }
+    text.resize(static_cast<std::size_t>(got));
+    return text;
+}
+
+int SocketIPS::RecvBin(char* buffer, int capacity) {
+    if (buffer == nullptr || capacity <= 0) {
+        return 0;
+    }
+    if (recvPosition_ < recvCount_) {
+        return static_cast<int>(TakeBuffered(buffer, static_cast<std::size_t>(capacity)));
+    }
+    ssize_t got = ReceiveSome(buffer, static_cast<std::size_t>(capacity));
+    if (got < 0 && recvState_ != RecvState::Interrupted) {
+        AlertHook::Raise(kReceiveAlert);
+    }
+    return static_cast<int>(got);
+}
+
+void SocketIPS::CloseSocket() {
+    // Only the owner closes, so no other thread can be blocked on this descriptor now.
+    std::lock_guard lock(fdMutex_);
+    if (fd_ >= 0) {
+        close(fd_);
+        fd_ = -1;
+    }
+    closed_ = true;
+}
+
+void SocketIPS::Shutdown() {
+    std::lock_guard lock(fdMutex_);
+    if (fd_ >= 0) {
+        shutdown(fd_, SHUT_RDWR);
+    }
+}

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <sys/socket.h>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+class Interrupter;
+
+// One TCP endpoint: a control connection, a data connection, a listener or an accepted
+// connection. Every wait is bounded by a time-out and can be woken by an Interrupter, so that
+// another thread can stop a blocked call. The descriptor is only closed by the owner.
+class SocketIPS {
+public:
+    enum class RecvState { Ok, EndOfData, Failed, TimedOut, Interrupted };
+
+    static constexpr int kDefaultTimeoutMs = 40000;
+    static constexpr std::size_t kSendCapacity = 4096;
+    static constexpr std::size_t kLineCapacity = 5120;
+    static constexpr int kRecvBufCapacity = 800;
+
+    SocketIPS();
+    explicit SocketIPS(int descriptor);
+    ~SocketIPS();
+    SocketIPS(const SocketIPS&) = delete;
+    SocketIPS& operator=(const SocketIPS&) = delete;
+
+    // 0 connected; 1 no socket, unknown host or no local address; 2 connect refused or failed.
+    int Connect(const char* host, int port);
+    // 1 listening on `port` at the address of `local`; 0 on failure.
+    int Listen(int port, const sockaddr_storage& local);
+    std::unique_ptr<SocketIPS> Accept();
+
+    // Local IPv4 address in host order, 0 when there is none.
+    std::uint32_t GetLocalIP() const;
+    static int GetOctetIP(long address, int n);
+
+    void Add(const char* bytes, int length);
+    int Flush();
+    int SendC(char byte);
+    int SendData(const char* bytes, int length);
+
+    int RecvCar();
+    std::optional<std::string> RecvString();
+    std::optional<std::string> RecvBuf();
+    int RecvBin(char* buffer, int capacity);
+
+    void CloseSocket();
+    // Safe from any thread: ends the connection under a blocked call without closing it.
+    void Shutdown();
+
+    void SetInterrupter(std::shared_ptr<Interrupter> interrupter);
+    void SetTimeout(int milliseconds) { timeoutMs_ = milliseconds; }
+    RecvState LastRecvState() const { return recvState_; }
+    bool IsClosed() const { return closed_; }
+    int Descriptor() const { return fd_; }
+    // After Connect: the local address of the connection.
+    const sockaddr_storage& Address() const { return address_; }
+    const std::string& HostName() const { return hostName_; }
+    int Port() const { return port_; }
+
+private:
+    enum class Wait { Ready, TimedOut, Interrupted, Failed };
+
+    Wait WaitFor(short events) const;
+    int ConnectTo(const struct addrinfo& candidate);
+    bool SendAll(const char* bytes, std::size_t length, bool* interrupted);
+    int FailSend(bool interrupted);
+    bool Refill();
+    ssize_t ReceiveSome(char* buffer, std::size_t capacity);
+    std::size_t TakeBuffered(char* buffer, std::size_t capacity);
+    void SwallowOne();
+    void SetDescriptor(int descriptor);
+
+    std::string hostName_;
+    int port_ = 0;
+    int fd_ = -1;
+    std::string sendBuffer_;
+    bool sendOverflow_ = false;
+    std::vector<char> readAhead_;
+    std::size_t recvCount_ = 0;
+    std::size_t recvPosition_ = 0;
+    bool closed_ = true;
+    sockaddr_storage address_{};
+    int timeoutMs_ = kDefaultTimeoutMs;
+    RecvState recvState_ = RecvState::Ok;
+    std::shared_ptr<Interrupter> interrupter_;
+    // Guards fd_ against Shutdown from another thread while the owner closes it.
+    mutable std::mutex fdMutex_;
+};

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+// What the engine reports to a status window. Implementations must accept calls from any thread.
+class StatusMonitor {
+public:
+    virtual ~StatusMonitor() = default;
+
+    virtual void SetTypeOperation(const std::string& text) = 0;
+    virtual void SetMax(int size) = 0;
+    virtual void SetNbOctet(int bytes) = 0;
+    virtual void LoadFD(int files, int directories) = 0;
+    // The counts line the window shows now; the listing copies it into the status bar.
+    virtual std::string Text() = 0;
+};

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <sys/types.h>
+#include <chrono>
+#include <string>
+#include <vector>
+
+// A program started with an argument vector (no shell), its standard output readable through a
+// pipe. The destructor ends it with SIGTERM, then SIGKILL, and reaps it.
+class ChildProcess {
+public:
+    explicit ChildProcess(const std::vector<std::string>& arguments);
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    // One line of the child's standard output; empty on end of output or time-out.
+    std::string ReadLine(std::chrono::milliseconds timeout);
+    bool Running();
+    pid_t Pid() const { return pid_; }
+
+private:
+    pid_t pid_ = -1;
+    int output_ = -1;
+    std::string pending_;
+};

@@ -1,0 +1,47 @@
+#!/usr/bin/python3
+"""A pyftpdlib server for the tests: prints its port, logs every command line it receives."""
+import argparse
+import logging
+import sys
+
+from pyftpdlib.authorizers import DummyAuthorizer
+from pyftpdlib.handlers import FTPHandler
+from pyftpdlib.servers import FTPServer
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--root", required=True)
+    parser.add_argument("--user", action="append", default=[], help="name:password")
+    parser.add_argument("--anonymous", action="store_true")
+    parser.add_argument("--log", help="file that receives every command line")
+    parser.add_argument("--port", type=int, default=0)
+    args = parser.parse_args()
+
+    logging.basicConfig(level=logging.ERROR)
+    authorizer = DummyAuthorizer()
+    for entry in args.user:
+        name, _, password = entry.partition(":")
+        authorizer.add_user(name, password, args.root, perm="elradfmwMT")
+    if args.anonymous:
+        authorizer.add_anonymous(args.root, perm="elradfmwMT")
+
+    log = open(args.log, "a", buffering=1) if args.log else None
+
+    class Handler(FTPHandler):
+        def pre_process_command(self, line, cmd, arg):
+            if log:
+                log.write(line + "\n")
+            return super().pre_process_command(line, cmd, arg)
+
+    Handler.authorizer = authorizer
+    Handler.banner = "pyftpdlib ready."
+    Handler.permit_foreign_addresses = False
+    Handler.auth_failed_timeout = 0.1
+    server = FTPServer(("127.0.0.1", args.port), Handler)
+    print(server.address[1], flush=True)
+    server.serve_forever(handle_exit=True)
+
+
+if __name__ == "__main__":
+    sys.exit(main())
