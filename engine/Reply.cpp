@@ -1,5 +1,7 @@
 #include "Reply.h"
 
+#include <cstdlib>
+
 namespace {
 
 bool Holds(const std::string& line, const char* code) {
@@ -36,4 +38,33 @@ std::string Reply::QuotedPath(const std::string& line) {
     }
     std::size_t end = line.find('"', kPathStart);
     return line.substr(kPathStart, end == std::string::npos ? std::string::npos : end - kPathStart);
+}
+
+bool Reply::IsPassiveReply(const std::string& line) {
+    return line.find("227") != std::string::npos && line.find('(') != std::string::npos &&
+           line.find(')') != std::string::npos;
+}
+
+int Reply::PassivePort(const std::string& line) {
+    std::size_t at = line.find('(');
+    if (at == std::string::npos) {
+        return 0;
+    }
+    int numbers[2] = {-1, -1};
+    int commas = 0;
+    for (std::size_t i = at; i < line.size() && commas < 5; ++i) {
+        if (line[i] != ',') {
+            continue;
+        }
+        ++commas;
+        if (commas >= 4) {
+            // Up to three characters, read as atoi reads them: ")" or other text ends the number.
+            numbers[commas - 4] = std::atoi(line.substr(i + 1, 3).c_str());
+        }
+    }
+    if (commas < 5) {
+        return 0;
+    }
+    int port = numbers[0] * 256 + numbers[1];
+    return port >= 1 && port <= 65535 ? port : 0;
 }

@@ -16,4 +16,10 @@ public:
     // The path of a 257 reply: from the character after index 4 up to the next double quote.
     static bool IsPathReply(const std::string& line);
     static std::string QuotedPath(const std::string& line);
+
+    // A 227 line holding "(" and ")".
+    static bool IsPassiveReply(const std::string& line);
+    // The port of a 227 reply: fifth and sixth numbers after "(", or 0 when they are missing.
+    // The four address numbers are not used: data goes to the control connection's host.
+    static int PassivePort(const std::string& line);
 };

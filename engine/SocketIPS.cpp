@@ -6,6 +6,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/sendfile.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -170,7 +171,11 @@ int SocketIPS::Listen(int port, const sockaddr_storage& local) {
     if (listen(fd_, 1) != 0) {
         return 0;
     }
-    address_ = address;
+    // With port 0 the system picks one: remember the address actually bound.
+    socklen_t length = sizeof address_;
+    if (getsockname(fd_, reinterpret_cast<sockaddr*>(&address_), &length) != 0) {
+        address_ = address;
+    }
     closed_ = false;
     return 1;
 }
@@ -187,6 +192,13 @@ std::unique_ptr<SocketIPS> SocketIPS::Accept() {
     connection->SetInterrupter(interrupter_);
     connection->SetTimeout(timeoutMs_);
     return connection;
+}
+
+int SocketIPS::LocalPort() const {
+    if (address_.ss_family == AF_INET6) {
+        return ntohs(reinterpret_cast<const sockaddr_in6&>(address_).sin6_port);
+    }
+    return ntohs(reinterpret_cast<const sockaddr_in&>(address_).sin_port);
 }
 
 std::uint32_t SocketIPS::GetLocalIP() const {
@@ -282,6 +294,28 @@ bool SocketIPS::SendAll(const char* bytes, std::size_t length, bool* interrupted
         return false;
     }
     return true;
+}
+
+long long SocketIPS::SendFile(int fileFd, long long offset, std::size_t count) {
+    off_t position = static_cast<off_t>(offset);
+    while (true) {
+        if (closed_ || fd_ < 0) {
+            FailSend(false);
+            return -1;
+        }
+        ssize_t sent = sendfile(fd_, fileFd, &position, count);
+        if (sent >= 0) {
+            return sent;
+        }
+        if (errno == EINTR) {
+            continue;
+        }
+        Wait wait = errno == EAGAIN ? WaitFor(POLLOUT) : Wait::Failed;
+        if (wait != Wait::Ready) {
+            FailSend(wait == Wait::Interrupted);
+            return -1;
+        }
+    }
 }
 
 ssize_t SocketIPS::ReceiveSome(char* buffer, std::size_t capacity) {

@@ -37,12 +37,18 @@ public:
 
     // Local IPv4 address in host order, 0 when there is none.
     std::uint32_t GetLocalIP() const;
+    // The local port of a connection or a listener.
+    int LocalPort() const;
     static int GetOctetIP(long address, int n);
 
     void Add(const char* bytes, int length);
     int Flush();
     int SendC(char byte);
     int SendData(const char* bytes, int length);
+
+    // Up to `count` bytes of a local file from `offset` on, in the kernel (sendfile): the bytes
+    // sent, 0 at the end of the file, -1 on failure (with the send alert unless interrupted).
+    long long SendFile(int fileFd, long long offset, std::size_t count);
 
     int RecvCar();
     std::optional<std::string> RecvString();

@@ -53,11 +53,33 @@ bool ChildProcess::Running() {
     if (pid_ <= 0) {
         return false;
     }
-    if (waitpid(pid_, nullptr, WNOHANG) == pid_) {
+    int status = 0;
+    if (waitpid(pid_, &status, WNOHANG) == pid_) {
+        status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
         pid_ = -1;
         return false;
     }
     return true;
+}
+
+int ChildProcess::Wait() {
+    if (pid_ > 0) {
+        int status = 0;
+        waitpid(pid_, &status, 0);
+        status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        pid_ = -1;
+    }
+    return status_;
+}
+
+std::string ChildProcess::ReadAll() {
+    std::string all = pending_;
+    pending_.clear();
+    char buffer[4096];
+    for (ssize_t got; (got = read(output_, buffer, sizeof buffer)) > 0;) {
+        all.append(buffer, static_cast<std::size_t>(got));
+    }
+    return all;
 }
 
 std::string ChildProcess::ReadLine(std::chrono::milliseconds timeout) {

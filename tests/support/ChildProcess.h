@@ -17,10 +17,15 @@ public:
     // One line of the child's standard output; empty on end of output or time-out.
     std::string ReadLine(std::chrono::milliseconds timeout);
     bool Running();
+    // Waits for the end and returns the exit status (-1 when killed by a signal).
+    int Wait();
+    // Everything left on standard output, up to its end.
+    std::string ReadAll();
     pid_t Pid() const { return pid_; }
 
 private:
     pid_t pid_ = -1;
+    int status_ = -1;
     int output_ = -1;
     std::string pending_;
 };

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <stdexcept>
 
 namespace {
@@ -79,6 +80,30 @@ ScriptedPeer& ScriptedPeer::Pause(std::chrono::milliseconds duration) {
     });
 }
 
+ScriptedPeer& ScriptedPeer::Passive(const std::string& announcedAddress) {
+    return Do([announcedAddress](Connection& c) {
+        int port = c.OpenPassive();
+        c.Send("227 Entering Passive Mode (" + announcedAddress + "," + std::to_string(port / 256) +
+               "," + std::to_string(port % 256) + ").\r\n");
+    });
+}
+
+ScriptedPeer& ScriptedPeer::Active(const std::string& reply) {
+    return Do([reply](Connection& c) {
+        int port = c.ReadPort();
+        c.Peer().RecordPort(port);
+        c.Send(reply + "\r\n");
+    });
+}
+
+ScriptedPeer& ScriptedPeer::SendData(const std::string& bytes) {
+    return Do([bytes](Connection& c) { c.SendData(bytes); });
+}
+
+ScriptedPeer& ScriptedPeer::ReceiveData() {
+    return Do([](Connection& c) { c.Peer().RecordData(c.ReceiveData()); });
+}
+
 void ScriptedPeer::Start() {
     thread_ = std::thread([this] { Run(); });
 }
@@ -129,6 +154,26 @@ std::vector<std::string> ScriptedPeer::Commands() const {
 std::vector<std::string> ScriptedPeer::Mismatches() const {
     std::lock_guard lock(mutex_);
     return mismatches_;
+}
+
+std::string ScriptedPeer::DataReceived() const {
+    std::lock_guard lock(mutex_);
+    return dataReceived_;
+}
+
+std::vector<int> ScriptedPeer::AnnouncedPorts() const {
+    std::lock_guard lock(mutex_);
+    return announcedPorts_;
+}
+
+void ScriptedPeer::RecordData(const std::string& bytes) {
+    std::lock_guard lock(mutex_);
+    dataReceived_ += bytes;
+}
+
+void ScriptedPeer::RecordPort(int port) {
+    std::lock_guard lock(mutex_);
+    announcedPorts_.push_back(port);
 }
 
 void ScriptedPeer::Record(const char* bytes, std::size_t length) {
@@ -184,6 +229,95 @@ void ScriptedPeer::Connection::Drain() {
         }
         peer_.Record(buffer, static_cast<std::size_t>(got));
     }
+}
+
+ScriptedPeer::Connection::~Connection() {
+    CloseData();
+    Close();
+}
+
+int ScriptedPeer::Connection::OpenPassive() {
+    CloseData();
+    passiveFd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    bind(passiveFd_, reinterpret_cast<sockaddr*>(&address), length);
+    listen(passiveFd_, 1);
+    getsockname(passiveFd_, reinterpret_cast<sockaddr*>(&address), &length);
+    return ntohs(address.sin_port);
+}
+
+int ScriptedPeer::Connection::ReadPort() {
+    CloseData();
+    std::string line = ReadLine();
+    int numbers[6] = {};
+    if (std::sscanf(line.c_str(), "PORT %d,%d,%d,%d,%d,%d", &numbers[0], &numbers[1], &numbers[2],
+                    &numbers[3], &numbers[4], &numbers[5]) != 6) {
+        peer_.RecordMismatch("expected PORT, got " + line);
+        return 0;
+    }
+    activePort_ = numbers[4] * 256 + numbers[5];
+    return activePort_;
+}
+
+int ScriptedPeer::Connection::DataConnection() {
+    if (dataFd_ >= 0) {
+        return dataFd_;
+    }
+    if (passiveFd_ >= 0) {
+        if (WaitReadable(passiveFd_, peer_.wakeFd_, std::chrono::seconds(10))) {
+            dataFd_ = accept4(passiveFd_, nullptr, nullptr, SOCK_CLOEXEC);
+        }
+    } else if (activePort_ > 0) {
+        dataFd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<uint16_t>(activePort_));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        if (connect(dataFd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+            close(dataFd_);
+            dataFd_ = -1;
+        }
+    }
+    if (dataFd_ < 0) {
+        peer_.RecordMismatch("no data connection");
+    }
+    return dataFd_;
+}
+
+void ScriptedPeer::Connection::SendData(const std::string& bytes) {
+    int fd = DataConnection();
+    if (fd >= 0) {
+        [[maybe_unused]] ssize_t sent = send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    }
+    CloseData();
+}
+
+std::string ScriptedPeer::Connection::ReceiveData() {
+    std::string bytes;
+    int fd = DataConnection();
+    while (fd >= 0 && WaitReadable(fd, peer_.wakeFd_, std::chrono::seconds(10))) {
+        char buffer[4096];
+        ssize_t got = recv(fd, buffer, sizeof buffer, 0);
+        if (got <= 0) {
+            break;
+        }
+        bytes.append(buffer, static_cast<std::size_t>(got));
+    }
+    CloseData();
+    return bytes;
+}
+
+void ScriptedPeer::Connection::CloseData() {
+    for (int* fd : {&dataFd_, &passiveFd_}) {
+        if (*fd >= 0) {
+            close(*fd);
+            *fd = -1;
+        }
+    }
+    activePort_ = 0;
 }
 
 void ScriptedPeer::Connection::Close() {

@@ -27,10 +27,24 @@ public:
         int Fd() const { return fd_; }
         ScriptedPeer& Peer() { return peer_; }
 
+        // Data channel. Passive: listen and announce the port in a 227 reply. Active: read the
+        // client's PORT line, answer 200 and connect to that port when data must flow.
+        int OpenPassive();
+        int ReadPort();
+        void SendData(const std::string& bytes);
+        std::string ReceiveData();
+        ~Connection();
+
     private:
+        int DataConnection();
+        void CloseData();
+
         ScriptedPeer& peer_;
         int fd_;
         std::string pending_;
+        int passiveFd_ = -1;
+        int activePort_ = 0;
+        int dataFd_ = -1;
     };
     using Step = std::function<void(Connection&)>;
 
@@ -49,6 +63,13 @@ public:
     ScriptedPeer& Pause(std::chrono::milliseconds duration);
     ScriptedPeer& Do(Step step);
 
+    // Data steps: "227 ... (announced address, port)" from a fresh listener; the client's PORT
+    // accepted with 200; a data connection that carries bytes to or from the client.
+    ScriptedPeer& Passive(const std::string& announcedAddress = "127,0,0,1");
+    ScriptedPeer& Active(const std::string& reply = "200 PORT command successful.");
+    ScriptedPeer& SendData(const std::string& bytes);
+    ScriptedPeer& ReceiveData();
+
     void Start();
     // Waits for the script to end; false on time-out.
     bool WaitDone(std::chrono::milliseconds timeout = std::chrono::seconds(10));
@@ -58,11 +79,16 @@ public:
     std::vector<std::string> Commands() const;
     // Expect steps that saw another line, as "expected X, got Y".
     std::vector<std::string> Mismatches() const;
+    // Every byte received on data connections, and the ports the client announced with PORT.
+    std::string DataReceived() const;
+    std::vector<int> AnnouncedPorts() const;
     bool Stopping() const { return stopping_; }
 
     void Record(const char* bytes, std::size_t length);
     void RecordCommand(const std::string& line);
     void RecordMismatch(const std::string& text);
+    void RecordData(const std::string& bytes);
+    void RecordPort(int port);
 
 private:
     void Run();
@@ -80,4 +106,6 @@ private:
     std::string received_;
     std::vector<std::string> commands_;
     std::vector<std::string> mismatches_;
+    std::string dataReceived_;
+    std::vector<int> announcedPorts_;
 };

@@ -1,0 +1,201 @@
+// ftpxfer: the engine on the command line, for benchmarks and black-box tests.
+//   ftpxfer [--active|--passive] [--ascii] [--stats] get|reget|put|ls URL [LOCAL]
+// Exit status 0 on success, else the engine's result code, with the FTP log on standard error.
+#include <sys/resource.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "AlertHook.h"
+#include "FTPcommand.h"
+#include "FtpUrl.h"
+#include "LogMonitor.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class BufferedLog : public LogMonitor {
+public:
+    void AddLine(const std::string& line) override { lines_.push_back(line); }
+    void Print() const {
+        for (const auto& line : lines_) {
+            std::cerr << line << '\n';
+        }
+    }
+
+private:
+    std::vector<std::string> lines_;
+};
+
+struct Options {
+    int mode = 1;
+    bool ascii = false;
+    bool stats = false;
+    std::string verb;
+    std::string url;
+    std::string local;
+};
+
+int Usage() {
+    std::cerr << "usage: ftpxfer [--active|--passive] [--ascii] [--stats] get|reget|put|ls URL "
+                 "[LOCAL]\n";
+    return 64;
+}
+
+bool ParseArguments(int argc, char** argv, Options& options) {
+    std::vector<std::string> words;
+    for (int i = 1; i < argc; ++i) {
+        std::string argument = argv[i];
+        if (argument == "--active") {
+            options.mode = 0;
+        } else if (argument == "--passive") {
+            options.mode = 1;
+        } else if (argument == "--ascii") {
+            options.ascii = true;
+        } else if (argument == "--stats") {
+            options.stats = true;
+        } else if (argument.starts_with("--")) {
+            return false;
+        } else {
+            words.push_back(argument);
+        }
+    }
+    if (words.size() < 2 || words.size() > 3) {
+        return false;
+    }
+    options.verb = words[0];
+    options.url = words[1];
+    options.local = words.size() == 3 ? words[2] : "";
+    return options.verb == "get" || options.verb == "reget" || options.verb == "put" ||
+           options.verb == "ls";
+}
+
+double CpuSeconds() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    auto seconds = [](const timeval& t) { return t.tv_sec + t.tv_usec / 1e6; };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+// Splits LOCAL into the folder the engine writes to; the file name must be the remote one.
+bool LocalFolder(const std::string& local, const std::string& name, std::string& folder) {
+    fs::path path = local.empty() ? fs::path(name) : fs::path(local);
+    if (fs::is_directory(path)) {
+        path /= name;
+    }
+    if (path.filename() != name) {
+        std::cerr << "ftpxfer: the local file must carry the remote name " << name << "\n";
+        return false;
+    }
+    folder = fs::absolute(path).parent_path().string() + "/";
+    return true;
+}
+
+int List(FTPcommand& ftp, int mode) {
+    FTPcommand::Items files;
+    FTPcommand::Items directories;
+    int result = ftp.LISTING(nullptr, &files, &directories, nullptr, mode, nullptr, nullptr);
+    if (result != 0) {
+        return result;
+    }
+    std::unordered_map<std::string, int> types;
+    for (const auto* list : {&files, &directories}) {
+        for (const auto& item : *list) {
+            types[item.text] = item.type;
+        }
+    }
+    const MiniBase& entries = ftp.GetMiniBase();
+    std::string out;
+    for (std::size_t i = 0; i < entries.Names().size(); ++i) {
+        const std::string& name = entries.Names()[i];
+        out += std::to_string(types[name]) + ' ' + std::to_string(entries.Sizes()[i]) + ' ' + name +
+               '\n';
+    }
+    std::fwrite(out.data(), 1, out.size(), stdout);
+    return 0;
+}
+
+int Transfer(FTPcommand& ftp, const Options& options, const FtpUrl& url) {
+    std::string name = url.Name();
+    if (name.empty()) {
+        std::cerr << "ftpxfer: the URL must name a file\n";
+        return 1;
+    }
+    std::string folder;
+    if (options.verb == "put") {
+        fs::path local = options.local.empty() ? fs::path(name) : fs::path(options.local);
+        if (local.filename() != name) {
+            std::cerr << "ftpxfer: the remote file must carry the local name\n";
+            return 1;
+        }
+        folder = fs::absolute(local).parent_path().string() + "/";
+        return options.ascii ? ftp.PUTASCII(name.c_str(), folder.c_str(), nullptr, options.mode)
+                             : ftp.PUTBINARY(name.c_str(), folder.c_str(), nullptr, options.mode);
+    }
+    if (!LocalFolder(options.local, name, folder)) {
+        return 1;
+    }
+    if (options.verb == "reget") {
+        return ftp.REGETBINARY(name.c_str(), folder.c_str(), nullptr, options.mode);
+    }
+    return options.ascii
+               ? ftp.GETASCII(name.c_str(), folder.c_str(), nullptr, options.mode, false)
+               : ftp.GETBINARY(name.c_str(), folder.c_str(), nullptr, options.mode, false);
+}
+
+int Run(FTPcommand& ftp, const Options& options, const FtpUrl& url) {
+    if (int result = ftp.Init(url.host.c_str(), url.port.c_str(), url.user.c_str(),
+                              url.password.c_str(), nullptr);
+        result != 0) {
+        return result;
+    }
+    std::string folder = options.verb == "ls" ? url.path : url.Folder();
+    if (!folder.empty()) {
+        if (int result = ftp.CWD(folder.c_str()); result != 0) {
+            return result;
+        }
+    }
+    int typed = options.ascii ? ftp.ASCII() : ftp.BINARY();
+    if (typed != 0) {
+        return typed;
+    }
+    auto start = std::chrono::steady_clock::now();
+    double cpuStart = CpuSeconds();
+    int result = options.verb == "ls" ? List(ftp, options.mode) : Transfer(ftp, options, url);
+    if (options.stats) {
+        std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
+        std::fprintf(stderr, "ftpxfer: %s wall %.3f s, cpu %.3f s\n", options.verb.c_str(),
+                     wall.count(), CpuSeconds() - cpuStart);
+    }
+    ftp.QUIT();
+    return result;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    if (!ParseArguments(argc, argv, options)) {
+        return Usage();
+    }
+    std::optional<FtpUrl> url = FtpUrl::Parse(options.url);
+    if (!url) {
+        std::cerr << "ftpxfer: not an ftp:// URL: " << options.url << "\n";
+        return Usage();
+    }
+    BufferedLog log;
+    AlertHook::Set([&log](const std::string& text) { log.AddLine("alert: " + text); });
+    FTPcommand ftp;
+    ftp.SetLog(&log);
+    int result = Run(ftp, options, *url);
+    if (result != 0) {
+        log.Print();
+    }
+    return result;
+}

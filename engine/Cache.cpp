@@ -1,0 +1,70 @@
+#include "Cache.h"
+
+#include <algorithm>
+
+void Cache::Add(const char* key, Items directories, Items files, Items complete,
+                std::vector<std::string> names, std::vector<long long> sizes) {
+    if (key == nullptr) {
+        return;
+    }
+    Remove(key);
+    entries_.push_back({key, std::move(directories), std::move(files), std::move(complete),
+                        std::move(names), std::move(sizes)});
+}
+
+void Cache::Remove(const char* key) {
+    if (key == nullptr) {
+        return;
+    }
+    auto found = std::find_if(entries_.begin(), entries_.end(),
+                              [key](const Entry& entry) { return entry.key == key; });
+    if (found != entries_.end()) {
+        entries_.erase(found);
+    }
+}
+
+const Cache::Entry* Cache::Find(const char* key) const {
+    if (key == nullptr) {
+        return nullptr;
+    }
+    for (const Entry& entry : entries_) {
+        if (entry.key == key) {
+            return &entry;
+        }
+    }
+    return nullptr;
+}
+
+const Cache::Items* Cache::SearchDIRECTORY(const char* key) const {
+    const Entry* entry = Find(key);
+    return entry != nullptr ? &entry->directories : nullptr;
+}
+
+const Cache::Items* Cache::SearchFILE(const char* key) const {
+    const Entry* entry = Find(key);
+    return entry != nullptr ? &entry->files : nullptr;
+}
+
+const Cache::Items* Cache::SearchCOMPLET(const char* key) const {
+    const Entry* entry = Find(key);
+    return entry != nullptr ? &entry->complete : nullptr;
+}
+
+const std::vector<std::string>* Cache::SearchNames(const char* key) const {
+    const Entry* entry = Find(key);
+    return entry != nullptr ? &entry->names : nullptr;
+}
+
+const std::vector<long long>* Cache::SearchSizes(const char* key) const {
+    const Entry* entry = Find(key);
+    return entry != nullptr ? &entry->sizes : nullptr;
+}
+
+std::vector<std::string> Cache::GetList() const {
+    std::vector<std::string> keys;
+    keys.reserve(entries_.size());
+    for (const Entry& entry : entries_) {
+        keys.push_back(entry.key);
+    }
+    return keys;
+}

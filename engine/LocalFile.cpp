@@ -1,0 +1,74 @@
+#include "LocalFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace {
+
+int FlagsFor(LocalFile::Mode mode) {
+    switch (mode) {
+        case LocalFile::Mode::Read:
+            return O_RDONLY;
+        case LocalFile::Mode::Overwrite:
+            return O_WRONLY | O_CREAT | O_TRUNC;
+        case LocalFile::Mode::Append:
+            return O_WRONLY | O_CREAT | O_APPEND;
+    }
+    return O_RDONLY;
+}
+
+}  // namespace
+
+LocalFile::LocalFile(const std::string& path, Mode mode, bool noFollow) {
+    int flags = FlagsFor(mode) | O_CLOEXEC | (noFollow ? O_NOFOLLOW : 0);
+    fd_ = open(path.c_str(), flags, 0644);
+    struct stat info {};
+    // Only plain files: never write into a fifo or a device that happens to carry the name.
+    if (fd_ >= 0 && (fstat(fd_, &info) != 0 || !S_ISREG(info.st_mode))) {
+        close(fd_);
+        fd_ = -1;
+    }
+}
+
+LocalFile::~LocalFile() {
+    if (fd_ >= 0) {
+        close(fd_);
+    }
+}
+
+long long LocalFile::Size() const {
+    struct stat info {};
+    return fd_ >= 0 && fstat(fd_, &info) == 0 ? static_cast<long long>(info.st_size) : 0;
+}
+
+bool LocalFile::WriteAll(const char* bytes, std::size_t length) {
+    while (length > 0) {
+        ssize_t written = write(fd_, bytes, length);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return false;
+        }
+        bytes += written;
+        length -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+ssize_t LocalFile::Read(char* buffer, std::size_t capacity) {
+    while (true) {
+        ssize_t got = read(fd_, buffer, capacity);
+        if (got >= 0 || errno != EINTR) {
+            return got;
+        }
+    }
+}
+
+long long LocalFile::SizeOf(const std::string& path) {
+    LocalFile file(path, Mode::Read);
+    return file.Size();
+}

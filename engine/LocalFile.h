@@ -1,0 +1,34 @@
+#pragma once
+
+#include <sys/types.h>
+#include <string>
+
+// A local file opened for one transfer, closed by its destructor.
+class LocalFile {
+public:
+    enum class Mode {
+        Read,       // a file to send
+        Overwrite,  // a fetched file: created when absent, existing contents erased
+        Append,     // a partly fetched file: created when absent, written at its end
+    };
+
+    // `noFollow` refuses a symbolic link in place of the file (shared folders such as /var/tmp).
+    LocalFile(const std::string& path, Mode mode, bool noFollow = false);
+    ~LocalFile();
+    LocalFile(const LocalFile&) = delete;
+    LocalFile& operator=(const LocalFile&) = delete;
+
+    bool IsOpen() const { return fd_ >= 0; }
+    int Fd() const { return fd_; }
+    long long Size() const;
+    // Writes every byte; false on a full disk or another error.
+    bool WriteAll(const char* bytes, std::size_t length);
+    // Bytes read, 0 at the end, -1 on error.
+    ssize_t Read(char* buffer, std::size_t capacity);
+
+    // Size of a file in bytes, 0 when it cannot be opened.
+    static long long SizeOf(const std::string& path);
+
+private:
+    int fd_ = -1;
+};

@@ -1,0 +1,189 @@
+// Transfers and listings against real servers, in active and passive mode.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <filesystem>
+#include <mutex>
+#include <random>
+#include <thread>
+
+#include "FTPcommand.h"
+#include "Recorders.h"
+#include "TempDir.h"
+#include "TestServer.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string RandomBytes(std::size_t size, unsigned seed) {
+    std::mt19937 generator(seed);
+    std::string bytes(size, '\0');
+    for (char& byte : bytes) {
+        byte = static_cast<char>(generator());
+    }
+    return bytes;
+}
+
+// Pauses the transfer once enough bytes have passed, until another thread has called STOP.
+class StopAfter : public StatusRecorder {
+public:
+    explicit StopAfter(long long threshold) : threshold_(threshold) {}
+    void SetNbOctet(int bytes) override {
+        StatusRecorder::SetNbOctet(bytes);
+        if (Bytes() < threshold_) {
+            return;
+        }
+        std::unique_lock lock(mutex_);
+        reached_ = true;
+        changed_.notify_all();
+        changed_.wait(lock, [this] { return stopped_; });
+    }
+    void StopFrom(FTPcommand& ftp) {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return reached_; });
+        ftp.STOP();
+        stopped_ = true;
+        changed_.notify_all();
+    }
+
+private:
+    long long threshold_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool reached_ = false;
+    bool stopped_ = false;
+};
+
+struct Setup {
+    std::string server;
+    int mode;
+};
+
+void PrintTo(const Setup& setup, std::ostream* out) {
+    *out << setup.server << (setup.mode == 0 ? " active" : " passive");
+}
+
+class TransferServerTest : public ::testing::TestWithParam<Setup> {
+protected:
+    void SetUp() override {
+        server = StartTestServer(GetParam().server);
+        ftp = LoggedOn();
+    }
+    std::unique_ptr<FTPcommand> LoggedOn() {
+        auto command = std::make_unique<FTPcommand>();
+        command->SetLog(&log);
+        command->SetTimeout(10000);
+        command->SetNextActivePort(30000 + static_cast<int>(getpid() % 20000));
+        EXPECT_EQ(command->Init("127.0.0.1", server->PortText().c_str(), server->User().c_str(),
+                                server->Password().c_str(), nullptr),
+                  0);
+        EXPECT_EQ(command->CWD("/pub"), 0);
+        return command;
+    }
+    int Mode() const { return GetParam().mode; }
+    std::string Local() const { return local.Path().string() + "/"; }
+    long long Count(const std::string& prefix) const {
+        auto commands = server->Commands();
+        return std::count_if(commands.begin(), commands.end(),
+                             [&](const std::string& c) { return c.starts_with(prefix); });
+    }
+
+    AlertRecorder alerts;
+    LogRecorder log;
+    TempDir local;
+    std::unique_ptr<TestServer> server;
+    std::unique_ptr<FTPcommand> ftp;
+};
+
+TEST_P(TransferServerTest, BinaryGetAndPutAreByteIdentical) {
+    std::string original = RandomBytes(3 * 1024 * 1024 + 17, 1);
+    TempDir::WriteFile(server->Pub() / "down.bin", original);
+    ASSERT_EQ(ftp->BINARY(), 0);
+    StatusRecorder status;
+    EXPECT_EQ(ftp->GETBINARY("down.bin", Local().c_str(), &status, Mode(), false), 0);
+    EXPECT_EQ(TempDir::Read(local / "down.bin"), original);
+    EXPECT_EQ(status.Bytes(), static_cast<long long>(original.size()));
+
+    std::string upload = RandomBytes(2 * 1024 * 1024 + 5, 2);
+    local.Write("up.bin", upload);
+    EXPECT_EQ(ftp->PUTBINARY("up.bin", Local().c_str(), &status, Mode()), 0);
+    EXPECT_EQ(TempDir::Read(server->Pub() / "up.bin"), upload);
+    EXPECT_EQ(ftp->TransferDone(), 0);
+    EXPECT_TRUE(alerts.Texts().empty());
+}
+
+TEST_P(TransferServerTest, AsciiTransfersConvertLineEnds) {
+    TempDir::WriteFile(server->Pub() / "dos.txt", "a\r\nb\r\n");
+    ASSERT_EQ(ftp->ASCII(), 0);
+    EXPECT_EQ(ftp->GETASCII("dos.txt", Local().c_str(), nullptr, Mode(), false), 0);
+    EXPECT_EQ(TempDir::Read(local / "dos.txt"), "a\nb\n");
+
+    local.Write("unix.txt", "a\nb\n");
+    EXPECT_EQ(ftp->PUTASCII("unix.txt", Local().c_str(), nullptr, Mode()), 0);
+    // vsftpd stores what it receives; pyftpdlib turns the CR LF it received into local line ends.
+    std::string expected = server->Name() == "vsftpd" ? "a\r\nb\r\n" : "a\nb\n";
+    EXPECT_EQ(TempDir::Read(server->Pub() / "unix.txt"), expected);
+}
+
+TEST_P(TransferServerTest, StoppedDownloadKeepsItsPartAndResumeCompletesIt) {
+    std::string original = RandomBytes(16 * 1024 * 1024, 3);
+    TempDir::WriteFile(server->Pub() / "big.bin", original);
+    ASSERT_EQ(ftp->BINARY(), 0);
+    StopAfter status(1024 * 1024);
+    std::thread stopper([&] { status.StopFrom(*ftp); });
+    EXPECT_EQ(ftp->GETBINARY("big.bin", Local().c_str(), &status, Mode(), false), 1);
+    stopper.join();
+    EXPECT_FALSE(ftp->IsStopped());  // the transfer that honoured the stop cleared it
+    long long partial = static_cast<long long>(fs::file_size(local / "big.bin"));
+    EXPECT_GE(partial, 1024 * 1024);
+    EXPECT_LT(partial, static_cast<long long>(original.size()));
+
+    // The stop ended the session's connection: resume on a new one.
+    auto again = LoggedOn();
+    ASSERT_EQ(again->BINARY(), 0);
+    EXPECT_EQ(again->REGETBINARY("big.bin", Local().c_str(), nullptr, Mode()), 0);
+    EXPECT_EQ(TempDir::Read(local / "big.bin"), original);
+    EXPECT_EQ(Count("REST " + std::to_string(partial)), 1);
+}
+
+TEST_P(TransferServerTest, ResumeWithoutLocalFileSendsNoRetr) {
+    TempDir::WriteFile(server->Pub() / "f.bin", "data");
+    EXPECT_EQ(ftp->REGETBINARY("f.bin", Local().c_str(), nullptr, Mode()), 1);
+    EXPECT_EQ(Count("RETR"), 0);
+    EXPECT_FALSE(fs::exists(local / "f.bin"));
+}
+
+TEST_P(TransferServerTest, ListingReadsTheServersLines) {
+    fs::create_directories(server->Pub() / "sub dir");
+    TempDir::WriteFile(server->Pub() / "file one.txt", "12345");
+    fs::create_symlink("file one.txt", server->Pub() / "link");
+    FTPcommand::Items files;
+    FTPcommand::Items directories;
+    StatusRecorder status;
+    ASSERT_EQ(ftp->LISTING(nullptr, &files, &directories, &status, Mode(), nullptr, nullptr), 0);
+    auto has = [](const FTPcommand::Items& items, const std::string& text, int type) {
+        return std::any_of(items.begin(), items.end(), [&](const EntryStringItem& item) {
+            return item.text == text && item.type == type;
+        });
+    };
+    EXPECT_TRUE(has(directories, "sub dir", EntryStringItem::Directory));
+    EXPECT_TRUE(has(files, "file one.txt", EntryStringItem::File));
+    EXPECT_EQ(ftp->FindSize("file one.txt"), 5);
+    // A link is offered in both panes.
+    EXPECT_TRUE(has(files, "link", EntryStringItem::Link));
+    EXPECT_TRUE(has(directories, "link", EntryStringItem::Link));
+    // The control connection is ready for the next command.
+    EXPECT_EQ(ftp->PWD(), "/pub");
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, TransferServerTest,
+                         ::testing::Values(Setup{"pyftpdlib", 0}, Setup{"pyftpdlib", 1},
+                                           Setup{"vsftpd", 0}, Setup{"vsftpd", 1}),
+                         [](const auto& info) {
+                             return info.param.server +
+                                    (info.param.mode == 0 ? "_active" : "_passive");
+                         });
+
+}  // namespace
