@@ -25,6 +25,8 @@ constexpr const char* kSendAlert = "Send error.\nConnection closed by remote hos
 constexpr const char* kReceiveAlert = "Reveive errror.";
 // A control line costs one system call per read-ahead refill; listings read many lines.
 constexpr std::size_t kReadAheadCapacity = 64 * 1024;
+// One splice moves at most this much: also the size of the kernel pipe behind it.
+constexpr std::size_t kSpliceChunk = 1024 * 1024;
 
 socklen_t LengthOf(const sockaddr_storage& address) {
     return address.ss_family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
@@ -57,8 +59,10 @@ SocketIPS::SocketIPS(int descriptor) : fd_(descriptor), readAhead_(kReadAheadCap
 }
 
 SocketIPS::~SocketIPS() {
-    if (fd_ >= 0) {
-        close(fd_);
+    for (int descriptor : {fd_, pipe_[0], pipe_[1]}) {
+        if (descriptor >= 0) {
+            close(descriptor);
+        }
     }
 }
 
@@ -315,6 +319,99 @@ long long SocketIPS::SendFile(int fileFd, long long offset, std::size_t count) {
             FailSend(wait == Wait::Interrupted);
             return -1;
         }
+    }
+}
+
+bool SocketIPS::OpenPipe() {
+    if (pipe_[0] >= 0) {
+        return true;
+    }
+    if (pipe2(pipe_, O_CLOEXEC | O_NONBLOCK) != 0) {
+        pipe_[0] = pipe_[1] = -1;
+        return false;
+    }
+    fcntl(pipe_[1], F_SETPIPE_SZ, static_cast<int>(kSpliceChunk));
+    return true;
+}
+
+// Empties `length` bytes of the pipe into the file: spliced where the file system takes it,
+// copied through a buffer where it does not.
+long long SocketIPS::DrainPipe(int fileFd, std::size_t length) {
+    std::size_t left = length;
+    while (left > 0 && spliceToFileWorks_) {
+        ssize_t moved = splice(pipe_[0], nullptr, fileFd, nullptr, left, SPLICE_F_MOVE);
+        if (moved > 0) {
+            left -= static_cast<std::size_t>(moved);
+        } else if (moved < 0 && errno == EINVAL) {
+            spliceToFileWorks_ = false;
+        } else if (moved < 0 && errno == EINTR) {
+            continue;
+        } else {
+            return -2;
+        }
+    }
+    char buffer[64 * 1024];
+    while (left > 0) {
+        ssize_t got = read(pipe_[0], buffer, std::min(left, sizeof buffer));
+        if (got <= 0) {
+            return -2;
+        }
+        for (ssize_t done = 0; done < got;) {
+            ssize_t written = write(fileFd, buffer + done, static_cast<std::size_t>(got - done));
+            if (written <= 0 && errno != EINTR) {
+                return -2;
+            }
+            done += std::max<ssize_t>(written, 0);
+        }
+        left -= static_cast<std::size_t>(got);
+    }
+    return static_cast<long long>(length);
+}
+
+long long SocketIPS::ReceiveToFile(int fileFd, std::size_t count) {
+    if (recvPosition_ < recvCount_) {
+        std::vector<char> buffered(std::min(count, recvCount_ - recvPosition_));
+        TakeBuffered(buffered.data(), buffered.size());
+        ssize_t written = write(fileFd, buffered.data(), buffered.size());
+        return written == static_cast<ssize_t>(buffered.size()) ? written : -2;
+    }
+    if (!OpenPipe()) {
+        std::vector<char> block(std::min(count, kSpliceChunk));
+        int got = RecvBin(block.data(), static_cast<int>(block.size()));
+        if (got <= 0) {
+            return got;
+        }
+        return write(fileFd, block.data(), static_cast<std::size_t>(got)) == got ? got : -2;
+    }
+    while (true) {
+        if (closed_ || fd_ < 0) {
+            recvState_ = RecvState::Failed;
+            return -1;
+        }
+        ssize_t got = splice(fd_, nullptr, pipe_[1], nullptr, std::min(count, kSpliceChunk),
+                             SPLICE_F_MOVE | SPLICE_F_NONBLOCK);
+        if (got > 0) {
+            recvState_ = RecvState::Ok;
+            return DrainPipe(fileFd, static_cast<std::size_t>(got));
+        }
+        if (got == 0) {
+            recvState_ = RecvState::EndOfData;
+            return 0;
+        }
+        if (errno == EINTR) {
+            continue;
+        }
+        Wait wait = errno == EAGAIN ? WaitFor(POLLIN) : Wait::Failed;
+        if (wait == Wait::Ready) {
+            continue;
+        }
+        recvState_ = wait == Wait::TimedOut      ? RecvState::TimedOut
+                     : wait == Wait::Interrupted ? RecvState::Interrupted
+                                                 : RecvState::Failed;
+        if (recvState_ != RecvState::Interrupted) {
+            AlertHook::Raise(kReceiveAlert);
+        }
+        return -1;
     }
 }
 
