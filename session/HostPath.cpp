@@ -1,0 +1,17 @@
+#include "HostPath.h"
+
+std::string HostPath::Parent(const std::string& path) {
+    std::size_t slash = path.empty() ? std::string::npos : path.rfind('/', path.size() - 1);
+    if (slash == std::string::npos || slash == 0) {
+        return "/";
+    }
+    return path.substr(0, slash);
+}
+
+std::string HostPath::Child(const std::string& current, const std::string& argument) {
+    return WithSlash(current) + argument;
+}
+
+std::string HostPath::WithSlash(const std::string& path) {
+    return !path.empty() && path.back() == '/' ? path : path + "/";
+}
