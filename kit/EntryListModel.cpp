@@ -1,0 +1,58 @@
+#include "EntryListModel.h"
+
+#include <QColor>
+
+#include <iterator>
+
+EntryListModel::EntryListModel(QObject* parent) : QAbstractListModel(parent) {}
+
+void EntryListModel::SetItems(std::vector<EntryStringItem> items) {
+    beginResetModel();
+    items_ = std::move(items);
+    endResetModel();
+}
+
+void EntryListModel::Append(std::vector<EntryStringItem> items) {
+    if (items.empty()) {
+        return;
+    }
+    const int first = static_cast<int>(items_.size());
+    beginInsertRows(QModelIndex(), first, first + static_cast<int>(items.size()) - 1);
+    items_.insert(items_.end(), std::make_move_iterator(items.begin()),
+                  std::make_move_iterator(items.end()));
+    endInsertRows();
+}
+
+void EntryListModel::Clear() {
+    if (items_.empty()) {
+        return;
+    }
+    beginResetModel();
+    items_.clear();
+    endResetModel();
+}
+
+int EntryListModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : static_cast<int>(items_.size());
+}
+
+QVariant EntryListModel::data(const QModelIndex& index, int role) const {
+    if (!index.isValid() || index.row() >= static_cast<int>(items_.size())) {
+        return {};
+    }
+    const EntryStringItem& item = At(index.row());
+    switch (role) {
+        case Qt::DisplayRole:
+        case Qt::EditRole:
+            // Names are byte strings from the server or the disk; UTF-8 is the common case.
+            return QString::fromStdString(item.text);
+        case TypeRole:
+            return item.type;
+        case PathRole:
+            return QString::fromStdString(item.path);
+        case ColourRole:
+            return static_cast<quint32>(item.colour);
+        default:
+            return {};
+    }
+}

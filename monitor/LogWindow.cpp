@@ -1,0 +1,141 @@
+#include "LogWindow.h"
+
+#include <QCloseEvent>
+#include <QListView>
+#include <QMenuBar>
+#include <QVBoxLayout>
+
+#include "CrossThread.h"
+#include "EntryListModel.h"
+
+namespace {
+
+const QColor kLineColour(150, 0, 0);
+constexpr QSize kMinimumSize(351, 101);
+constexpr QSize kMaximumSize(451, 1501);
+constexpr auto kBatchDelay = std::chrono::milliseconds(20);
+
+}  // namespace
+
+LogWindow::LogWindow(const std::string& title, MessageHandler* owner)
+    : QWidget(owner != nullptr ? owner->Widget() : nullptr, Qt::Tool),
+      MessageHandler(this),
+      owner_(owner),
+      menuBar_(new QMenuBar(this)),
+      list_(new QListView(this)),
+      lines_(new EntryListModel(this)) {
+    setObjectName(QStringLiteral("LogWindow"));
+    setWindowTitle(QString::fromStdString(title));
+    setMinimumSize(kMinimumSize);
+    setMaximumSize(kMaximumSize);
+    BuildMenu();
+
+    list_->setObjectName(QStringLiteral("listeREPFILE"));
+    list_->setModel(lines_);
+    list_->setSelectionMode(QAbstractItemView::SingleSelection);
+    list_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    // Every line is one text row: the view need not measure each of them.
+    list_->setUniformItemSizes(true);
+    QPalette colours = list_->palette();
+    colours.setColor(QPalette::Text, kLineColour);
+    list_->setPalette(colours);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->setMenuBar(menuBar_);
+    layout->addWidget(list_);
+
+    batch_.setSingleShot(true);
+    batch_.setInterval(kBatchDelay);
+    connect(&batch_, &QTimer::timeout, this, &LogWindow::ShowPendingLines);
+}
+
+LogWindow::~LogWindow() = default;
+
+void LogWindow::BuildMenu() {
+    menuBar_->setObjectName(QStringLiteral("menuLOG"));
+    QMenu* log = menuBar_->addMenu(QStringLiteral("Log"));
+    QAction* clear = log->addAction(QStringLiteral("Clear log"));
+    clear->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_L));
+    connect(clear, &QAction::triggered, this, [this] { PostMessage(Message(kClearLog)); });
+    log->addSeparator();
+    QAction* close = log->addAction(QStringLiteral("Close"));
+    close->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_W));
+    connect(close, &QAction::triggered, this, &QWidget::close);
+}
+
+void LogWindow::AddLine(const std::string& line) {
+    EntryStringItem item;
+    item.text = line;
+    {
+        std::lock_guard lock(pendingMutex_);
+        pending_.push_back(std::move(item));
+    }
+    // Only the first line after a batch has been shown schedules the next batch.
+    if (!batchPending_.exchange(true)) {
+        Post(this, [this] { batch_.start(); });
+    }
+}
+
+void LogWindow::AddLine(const char* line) {
+    if (line != nullptr) {
+        AddLine(std::string(line));
+    }
+}
+
+void LogWindow::ShowPendingLines() {
+    batchPending_ = false;
+    std::vector<EntryStringItem> batch;
+    {
+        std::lock_guard lock(pendingMutex_);
+        batch.swap(pending_);
+    }
+    if (batch.empty()) {
+        return;
+    }
+    lines_->Append(std::move(batch));
+    const QModelIndex last = lines_->index(lines_->rowCount() - 1);
+    list_->setCurrentIndex(last);
+    list_->scrollTo(last);
+}
+
+void LogWindow::Clear() {
+    {
+        // Lines still on their way were added before the user asked: they go too.
+        std::lock_guard lock(pendingMutex_);
+        pending_.clear();
+    }
+    list_->clearSelection();
+    lines_->Clear();
+}
+
+int LogWindow::LineCount() const {
+    return lines_->rowCount();
+}
+
+std::string LogWindow::LineAt(int row) const {
+    return lines_->At(row).text;
+}
+
+void LogWindow::MessageReceived(const Message& message) {
+    if (message.what == kClearLog) {
+        Clear();
+    }
+}
+
+void LogWindow::closeEvent(QCloseEvent* event) {
+    if (quitAllowed_) {
+        event->accept();
+        return;
+    }
+    event->ignore();
+    if (!isVisible()) {
+        return;
+    }
+    if (owner_ != nullptr) {
+        owner_->PostMessage(Message(kToggleLog));
+    } else {
+        hide();
+    }
+}
