@@ -1,0 +1,245 @@
+#pragma once
+
+#include <QMainWindow>
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Cache.h"
+#include "EntryStringItem.h"
+#include "MessageHandler.h"
+#include "MiniBase.h"
+#include "ThreadSet.h"
+
+class DirWindow;
+class FTPcommand;
+class Framer;
+class LPBListView;
+class LogWindow;
+class PathLabel;
+class QAction;
+class QCheckBox;
+class QPushButton;
+class StatusBar;
+class StatusWindow;
+
+// The window of one FTP session: the local machine on the left, the host on the right, each a
+// directory list above a file list, with the buttons between and below them.
+//
+// Every command arrives as a Message. Commands that talk to the host run on a worker thread of
+// their own while the host-side controls are disabled (one host operation at a time; others are
+// dropped). Workers reach widgets only through Post and never outlive the window: a closing
+// window hides itself, stops its connection and deletes itself once its last worker has ended.
+class FTPWindow : public QMainWindow, public MessageHandler {
+    Q_OBJECT
+
+public:
+    enum Code : std::uint32_t {
+        kSendSelected = 1,
+        kGetSelected = 2,
+        kQuickLogout = 3,
+        kReloadLocal = 4,
+        kOpenLocal = 5,
+        kOpenHost = 6,
+        kAskLocalMkdir = 7,
+        kAskHostMkdir = 8,
+        kRemoveLocalFolder = 9,
+        kRemoveHostFolder = 10,
+        kDeleteLocalFiles = 11,
+        kDeleteHostFiles = 12,
+        kToggleAscii = 13,
+        kSendAll = 14,
+        kGetAll = 15,
+        kViewLocal = 16,
+        kViewHost = 17,
+        kStop = 18,
+        kGetTree = 20,
+        kSendTree = 21,
+        kMakeHostFolder = 25,
+        kMakeLocalFolder = 26,
+        kGunzip = 30,
+        kUntar = 31,
+        kExec = 32,
+        kToggleFullListing = 35,
+        kSelectListingLines = 36,
+        kChangeLocal = 37,
+        kChangeHost = 38,
+        kChangeLocalToo = 40,
+        kOpenFileManager = 41,
+        kToggleLog = 43,
+        kReloadHost = 44,
+        kSelectAllLocal = 45,
+        kSelectAllHost = 46,
+        kClearLocal = 47,
+        kClearHost = 48,
+        kMinimize = 49,
+        kToggleSpawn = 50,
+        kRenameLocalFolders = 60,
+        kRenameLocal = 61,
+        kRenameHostFolders = 65,
+        kRenameHost = 66,
+        kRenameLocalFiles = 70,
+        kRenameHostFiles = 75,
+        kLocalSelection = 80,
+        kHostSelection = 81,
+        kGetNamed = 82,
+        kUnzip = 130,
+    };
+
+    // What the connection form hands over for the log-on.
+    struct LogOn {
+        std::optional<std::string> startPath;
+        std::optional<std::string> localDirectory;
+        std::optional<std::string> hostDirectory;
+        std::string port = "21";
+        bool firewall = false;
+        std::string firewallHost;
+        std::string firewallUser;
+        std::string firewallPassword;
+        std::string firewallPort = "21";
+        std::string firewallCommand;
+    };
+
+    FTPWindow(QRect frame, const std::string& title, const std::string& host,
+              const std::string& login, const std::string& password, const std::string& fontFamily,
+              const std::string& fontStyle, int fontSize, int firstDataPort, int passive,
+              MessageHandler* application = nullptr);
+    ~FTPWindow() override;
+
+    // Logs on and fills both panes, on a worker thread. May be called from any thread.
+    void Init(LogOn logOn);
+    void MessageReceived(const Message& message) override;
+    // Asks "Are you sure you want to LOGOUT ?" unless the quick-quit flag is set; on yes tells
+    // the application the session ends.
+    bool QuitRequested();
+
+    // A second, logged-on connection in binary mode for a transfer beside the session, or none.
+    // Worker threads only.
+    std::unique_ptr<FTPcommand> DuplicateNewConnection();
+
+    // What the panes show, for the tests and the benchmarks. GUI thread.
+    LPBListView* LocalFiles() const { return localFiles_; }
+    LPBListView* LocalDirectories() const { return localDirectories_; }
+    LPBListView* HostFiles() const { return hostFiles_; }
+    LPBListView* HostDirectories() const { return hostDirectories_; }
+    PathLabel* LocalLabel() const { return localLabel_; }
+    PathLabel* HostLabel() const { return hostLabel_; }
+    StatusBar* Bar() const { return statusBar_; }
+    StatusWindow* Status() const { return status_; }
+    LogWindow* Log() const { return log_; }
+    DirWindow* FullListing() const { return fullListing_; }
+    QPushButton* Button(const std::string& name) const;
+    bool IsBusy() const { return busy_; }
+    bool IsConnected() const { return connected_; }
+    bool IsLoggingOn() const { return loggingOn_; }
+    std::string LocalDirectory() const;
+    std::string HostPath() const;
+    int ThreadsRunning() const { return threads_.Running(); }
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+private:
+    using Items = std::vector<EntryStringItem>;
+
+    // Set-up.
+    void BuildMenus();
+    QWidget* BuildSide(bool local);
+    QWidget* BuildTransferColumn();
+    QWidget* BuildButtonPanel(bool local);
+    QPushButton* MakeButton(const char* name, const char* label, Message message,
+                            bool hostSide = false);
+    QAction* MenuItem(class QMenu* menu, const char* label, std::uint32_t code,
+                      QKeySequence shortcut = {}, MessageHandler* target = nullptr);
+    void ApplyFont(const std::string& family, const std::string& style, int size);
+
+    // Dispatch.
+    bool SpawnHost(const char* name, std::function<void()> operation);
+    void SpawnLocal(const char* name, std::function<void()> operation);
+    void Prompt(const char* title, const char* label, const char* text, std::uint32_t answer,
+                std::optional<std::string> option = std::nullopt);
+    void PromptRenames(LPBListView* list, bool folders, bool local);
+    void NotYetAvailable(const Message& message);
+    void ToggleLog();
+    void ToggleFullListing();
+    void ShowLocalSelection();
+    void ShowHostSelection();
+    void OpenFileManager();
+
+    // Start and end of a host operation.
+    void RemoteStart();
+    void RemoteEnd();
+    void DetachOk();
+    void EnableHostControls(bool enabled);
+
+    // Worker side.
+    int Logon(const LogOn& logOn);
+    int LogOnThroughFirewall(FTPcommand& command, const LogOn& logOn, bool session);
+    void UpdateClient(const std::optional<std::string>& directory);
+    int UpdateServeur(const std::optional<std::string>& directory);
+    void PWDThread(Items* directories, Items* files, const Items* complete = nullptr);
+    void CDLOCAL(const std::string& directory);
+    void CDDISTANT(const std::string& directory);
+    long long LenFile(const std::string& name) const;
+    void ShowHostLists(Items directories, Items files);
+    void SetHostLabel(const std::string& text);
+    void SetBar(const std::string& text);
+    void LogLine(const std::string& line);
+
+    // Closing.
+    void Teardown();
+
+    MessageHandler* application_;
+    std::string host_;
+    std::string login_;
+    std::string password_;
+    LogOn logOn_;
+    int firstDataPort_;
+    int passive_;
+
+    // GUI-thread state.
+    bool busy_ = false;
+    bool closing_ = false;
+    std::atomic<bool> quickQuit_{false};
+    std::atomic<bool> connected_{false};
+    std::atomic<bool> loggingOn_{false};
+    std::atomic<bool> abortReported_{false};
+    std::atomic<bool> binary_{true};
+    std::atomic<int> connectionType_{2};
+    std::atomic<bool> firstListing_{true};
+    MiniBase hostSizes_;
+
+    // Shared with the workers.
+    mutable std::mutex pathMutex_;
+    std::string localDirectory_;
+    std::string hostPath_;
+    Cache cache_;  // touched by the one host operation that runs at a time
+
+    std::unique_ptr<FTPcommand> ftp_;
+    ThreadSet threads_;
+
+    LPBListView* localDirectories_ = nullptr;
+    LPBListView* localFiles_ = nullptr;
+    LPBListView* hostDirectories_ = nullptr;
+    LPBListView* hostFiles_ = nullptr;
+    PathLabel* localLabel_ = nullptr;
+    PathLabel* hostLabel_ = nullptr;
+    StatusBar* statusBar_ = nullptr;
+    StatusWindow* status_ = nullptr;
+    LogWindow* log_ = nullptr;
+    DirWindow* fullListing_ = nullptr;
+    QAction* spawnItem_ = nullptr;
+    QAction* logItem_ = nullptr;
+    QAction* fullListingItem_ = nullptr;
+    QCheckBox* ascii_ = nullptr;
+    std::multimap<std::string, QPushButton*> buttons_;
+    std::vector<QPushButton*> hostControls_;
+};

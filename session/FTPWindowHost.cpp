@@ -1,0 +1,328 @@
+// The session window's worker side: log-on, listings, changes of directory, second connections.
+// Everything here runs on worker threads and reaches widgets only through Post.
+#include <QPushButton>
+
+#include "Alert.h"
+#include "CrossThread.h"
+#include "DirWindow.h"
+#include "FTPWindow.h"
+#include "FTPcommand.h"
+#include "HostPath.h"
+#include "LPBListView.h"
+#include "ListingSort.h"
+#include "LocalFile.h"
+#include "LocalListing.h"
+#include "LogWindow.h"
+#include "MessageCodes.h"
+#include "PathLabel.h"
+#include "StatusBar.h"
+#include "StatusWindow.h"
+
+namespace {
+
+// Shows the lines of a listing in the Full Listing window and keeps them for the cache.
+class ListingTee : public ListingMonitor {
+public:
+    explicit ListingTee(ListingMonitor* view) : view_(view) {}
+    void Clear() override {
+        lines_.clear();
+        view_->Clear();
+    }
+    void AddLine(const EntryStringItem& line) override {
+        lines_.push_back(line);
+        view_->AddLine(line);
+    }
+    void ShowLast() override { view_->ShowLast(); }
+    std::vector<EntryStringItem>& Lines() { return lines_; }
+
+private:
+    ListingMonitor* view_;
+    std::vector<EntryStringItem> lines_;
+};
+
+const char* const kHostUnreachable = "Impossible connection\nHost unreachable.";
+const char* const kFirewallUnreachable = "Impossible connection\nFirewall unreachable.";
+
+}  // namespace
+
+void FTPWindow::LogLine(const std::string& line) {
+    log_->AddLine(line);
+}
+
+void FTPWindow::SetBar(const std::string& text) {
+    statusBar_->SetText(text);
+}
+
+void FTPWindow::SetHostLabel(const std::string& text) {
+    Post(this, [this, text] { hostLabel_->SetFullText(text); });
+}
+
+void FTPWindow::Init(LogOn logOn) {
+    loggingOn_ = true;
+    Post(this, [this, logOn = std::move(logOn)] {
+        logOn_ = logOn;
+        RemoteStart();
+        threads_.Spawn("ThreadLOGIN", [this, logOn] { Logon(logOn); });
+    });
+}
+
+int FTPWindow::Logon(const LogOn& logOn) {
+    std::string line = "LOGIN to " + host_ + " ... (40s time out)";
+    LogLine(line);
+    if (logOn.firewall) {
+        LogLine("Firewall selected.");
+    }
+    Post(this, [this, line] {
+        status_->SetTitle(host_);
+        status_->SetEnabledSHControl(false);
+        status_->show();
+        status_->SetTypeOperation(line);
+    });
+    ftp_->SetLog(log_);
+    int result = logOn.firewall ? LogOnThroughFirewall(*ftp_, logOn, true)
+                                : ftp_->Init(host_.c_str(), logOn.port.c_str(), login_.c_str(),
+                                             password_.c_str(), status_);
+    if (result != 0) {
+        if (!logOn.firewall) {
+            Alert::Go(kHostUnreachable);
+            quickQuit_ = true;
+        }
+        loggingOn_ = false;
+        RemoteEnd();
+        PostMessage(Message(kQuitRequested));
+        return result;
+    }
+    connected_ = true;
+    ftp_->SetNextActivePort(firstDataPort_);
+    SetBar("Selecting STREAM MODE...");
+    ftp_->MODESTREAM();
+    UpdateClient(std::nullopt);
+    UpdateServeur(logOn.startPath);
+    if (logOn.localDirectory && !logOn.localDirectory->empty()) {
+        UpdateClient(logOn.localDirectory);
+    }
+    if (logOn.hostDirectory && !logOn.hostDirectory->empty() &&
+        UpdateServeur(logOn.hostDirectory) != 0) {
+        Alert::Go("Invalid offset directory.");
+    }
+    firstListing_ = false;
+    loggingOn_ = false;
+    RemoteEnd();
+    Post(this, [this] {
+        if (isHidden() && !closing_) {
+            show();
+        }
+    });
+    return 0;
+}
+
+// Connects to the firewall, sends its user, password and command line by line, then logs on
+// to the host over the same connection. The session's own log-on reports failures as it goes.
+int FTPWindow::LogOnThroughFirewall(FTPcommand& command, const LogOn& logOn, bool session) {
+    StatusMonitor* status = session ? status_ : nullptr;
+    if (command.Init(logOn.firewallHost.c_str(), logOn.firewallPort.c_str(), nullptr, nullptr,
+                     nullptr) != 0) {
+        Alert::Go(kFirewallUnreachable);
+        if (session) {
+            quickQuit_ = true;
+        }
+        return 1;
+    }
+    command.SendRAW(logOn.firewallUser.c_str());
+    command.SendRAW(logOn.firewallPassword.c_str());
+    if (session) {
+        LogLine("Firewall command...");
+    }
+    command.SendRAW(logOn.firewallCommand.c_str());
+    if (session) {
+        LogLine("Firewall command sent");
+    }
+    std::string login = login_;
+    if (logOn.firewallCommand.find("USER") != std::string::npos) {
+        login.clear();  // the command carried the user already
+        if (int result = command.WaitFor("331", "230", "421", "500"); result != 0) {
+            return result;
+        }
+    }
+    if (command.Init(nullptr, nullptr, login.c_str(), password_.c_str(), status) != 0) {
+        Alert::Go(kHostUnreachable);
+        return 1;
+    }
+    return 0;
+}
+
+std::unique_ptr<FTPcommand> FTPWindow::DuplicateNewConnection() {
+    auto command = std::make_unique<FTPcommand>();
+    command->SetNextActivePort(ftp_->NextActivePort() + 500);
+    command->SetMiniBase(ftp_->GetMiniBase());
+    int result = logOn_.firewall ? LogOnThroughFirewall(*command, logOn_, false)
+                                 : command->Init(host_.c_str(), logOn_.port.c_str(), login_.c_str(),
+                                                 password_.c_str(), nullptr);
+    if (result != 0) {
+        if (!logOn_.firewall) {
+            Alert::Go(kHostUnreachable);
+        }
+        return nullptr;
+    }
+    command->BINARY();
+    return command;
+}
+
+long long FTPWindow::LenFile(const std::string& name) const {
+    return LocalFile::SizeOf(HostPath::WithSlash(LocalDirectory()) + name);
+}
+
+// ---- Local side ----
+
+void FTPWindow::UpdateClient(const std::optional<std::string>& directory) {
+    LogLine("UPDATING local listing...");
+    std::string target = LocalListing::Resolve(LocalDirectory(), directory ? &*directory : nullptr);
+    {
+        std::lock_guard lock(pathMutex_);
+        localDirectory_ = target;
+    }
+    LogLine(target);
+    LocalListing::Contents contents = LocalListing::Read(target);
+    ListingSort::SortList(contents.directories);
+    ListingSort::SortList(contents.files);
+    Items directories{{"..", EntryStringItem::Directory, HostPath::Child(target, ".."), 0},
+                      {"/", EntryStringItem::Directory, "/", 0}};
+    directories.insert(directories.end(), std::make_move_iterator(contents.directories.begin()),
+                       std::make_move_iterator(contents.directories.end()));
+    Post(this, [this, target, directories = std::move(directories),
+                files = std::move(contents.files)]() mutable {
+        localDirectories_->SetItems(std::move(directories));
+        localFiles_->SetItems(std::move(files));
+        localLabel_->SetFullText(" Local: " + target);
+    });
+}
+
+void FTPWindow::CDLOCAL(const std::string& directory) {
+    if (directory.empty()) {
+        Alert::Go("Please enter a local directory name\nfor the cd operation.");
+        return;
+    }
+    UpdateClient(directory);
+}
+
+// ---- Host side ----
+
+void FTPWindow::ShowHostLists(Items directories, Items files) {
+    MiniBase sizes = ftp_->GetMiniBase();
+    Post(this, [this, directories = std::move(directories), files = std::move(files),
+                sizes = std::move(sizes)]() mutable {
+        hostDirectories_->SetItems(std::move(directories));
+        hostFiles_->SetItems(std::move(files));
+        hostSizes_ = std::move(sizes);
+    });
+}
+
+int FTPWindow::UpdateServeur(const std::optional<std::string>& directory) {
+    Items directories;
+    Items files;
+    Post(this, [this] { status_->Reset(); });
+    SetBar("UPDATING host listing...");
+    LogLine("UPDATING host listing...");
+    status_->SetTypeOperation("UPDATING host listing...");
+    if (connectionType_ == 1) {
+        // Listings are taken in the host's default type: only a binary session is switched back.
+        status_->SetTypeOperation("UPDATING host listing... SENDING MODE...");
+        SetBar("UPDATING host listing... SENDING MODE...");
+        ftp_->ASCII();
+        connectionType_ = 0;
+    }
+    if (directory) {
+        status_->SetTypeOperation("UPDATING host listing...SENDING COMMAND...");
+        if (ftp_->CWD(directory->c_str()) != 0) {
+            SetBar("Error");
+            return 1;
+        }
+    }
+    status_->SetTypeOperation(firstListing_ ? "UPDATING host listing... WAITING for reply."
+                                            : "UPDATING host listing... DELETING lists...");
+    SetBar("UPDATING host listing... WAITING for reply.");
+    ListingTee lines(fullListing_);
+    if (ftp_->LISTING(nullptr, &files, &directories, status_, passive_, &lines, statusBar_) != 0) {
+        return 1;
+    }
+    if (directory) {
+        LogLine(*directory);
+    }
+    auto progress = [this](const std::string& text) { SetBar(text); };
+    ListingSort::SortList(directories, progress);
+    ListingSort::SortList(files, progress);
+    SetHostLabel("Directory request...");
+    status_->SetTypeOperation("Jumping to directory...");
+    PWDThread(&directories, &files, &lines.Lines());
+    ShowHostLists(std::move(directories), std::move(files));
+    return 0;
+}
+
+void FTPWindow::PWDThread(Items* directories, Items* files, const Items* complete) {
+    if (directories != nullptr) {
+        directories->insert(directories->begin(), {"..", EntryStringItem::Directory, {}, 0});
+    }
+    std::optional<std::string> path = ftp_->PWD();
+    if (!path) {
+        SetHostLabel("Not available.");
+        return;
+    }
+    SetBar("Adding to cache...");
+    if (directories != nullptr) {
+        const MiniBase& base = ftp_->GetMiniBase();
+        cache_.Add(path->c_str(), *directories, files != nullptr ? *files : Items{},
+                   complete != nullptr ? *complete : Items{}, base.Names(), base.Sizes());
+        statusBar_->AddEntryInMenu(*path);
+    }
+    {
+        std::lock_guard lock(pathMutex_);
+        hostPath_ = *path;
+    }
+    SetBar("Idle");
+    SetHostLabel(" Host: " + HostPath::WithSlash(*path));
+    Post(this, [this, path = *path] {
+        fullListing_->setWindowTitle(QString::fromStdString("Full Listing: " + path));
+    });
+}
+
+void FTPWindow::CDDISTANT(const std::string& directory) {
+    if (directory.empty()) {
+        Alert::Go("Please enter a host directory name\nfor the cd operation.");
+        return;
+    }
+    std::string current = HostPath();
+    std::string target =
+        directory == ".." ? HostPath::Parent(current) : HostPath::Child(current, directory);
+    SetBar("Cache request...");
+    const Items* directories = cache_.SearchDIRECTORY(target.c_str());
+    const Items* files = cache_.SearchFILE(target.c_str());
+    const Items* complete = cache_.SearchCOMPLET(target.c_str());
+    bool hit = directories != nullptr || files != nullptr || complete != nullptr;
+    if (!hit) {
+        if (UpdateServeur(directory) != 0) {
+            Alert::Go("Impossible to change host directory.");
+            return;
+        }
+        PWDThread(nullptr, nullptr);
+        SetBar("Idle.");
+        return;
+    }
+    SetBar("Cache OK, Changing host directory...");
+    // The lists change only once the host has agreed to the change.
+    if (ftp_->CWD(directory.c_str()) != 0) {
+        Alert::Go("Impossible to change host directory.");
+        return;
+    }
+    SetBar("Cache request...ok");
+    MiniBase base;
+    if (const auto* names = cache_.SearchNames(target.c_str())) {
+        base.Assign(*names, *cache_.SearchSizes(target.c_str()));
+        ftp_->SetMiniBase(base);
+    }
+    Post(this, [this, complete = complete ? *complete : Items{}]() mutable {
+        fullListing_->SetLines(std::move(complete));
+    });
+    ShowHostLists(directories ? *directories : Items{}, files ? *files : Items{});
+    PWDThread(nullptr, nullptr);
+    SetBar("Idle.");
+}

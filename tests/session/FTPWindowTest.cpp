@@ -1,0 +1,345 @@
+// The session window against real and scripted servers, offscreen.
+#include <gtest/gtest.h>
+
+#include <QKeyEvent>
+#include <QPointer>
+#include <QTest>
+
+#include <algorithm>
+#include <filesystem>
+#include <thread>
+
+#include "Alert.h"
+#include "DirWindow.h"
+#include "EntryListModel.h"
+#include "FTPWindow.h"
+#include "FTPcommand.h"
+#include "GuiWait.h"
+#include "LPBListView.h"
+#include "MessageCodes.h"
+#include "PathLabel.h"
+#include "PyFtpServer.h"
+#include "RecordingWindow.h"
+#include "ScriptedAlerts.h"
+#include "ScriptedPeer.h"
+#include "StatusBar.h"
+#include "TempDir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+std::vector<std::string> Texts(const LPBListView* list) {
+    std::vector<std::string> texts;
+    for (const auto& item : list->Items()) {
+        texts.push_back(item.text);
+    }
+    return texts;
+}
+
+bool Holds(const LPBListView* list, const std::string& text, int type) {
+    const auto& items = list->Items();
+    return std::any_of(items.begin(), items.end(), [&](const EntryStringItem& item) {
+        return item.text == text && item.type == type;
+    });
+}
+
+long Count(const std::vector<std::string>& commands, const std::string& prefix) {
+    return std::count_if(commands.begin(), commands.end(),
+                         [&](const std::string& c) { return c.starts_with(prefix); });
+}
+
+class FTPWindowTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        Alert::InstallEngineHook();
+        fs::create_directories(server.Pub() / "incoming");
+        fs::create_directories(server.Root() / "docs");
+        TempDir::WriteFile(server.Pub() / "readme.txt", "hello");
+        local.Write("notes.txt", "local file");
+        fs::create_directory(local / "photos");
+        fs::create_symlink("notes.txt", local / "shortcut");
+    }
+
+    // A window logged on to the server, both panes filled.
+    QPointer<FTPWindow> Open(FTPWindow::LogOn logOn = {}, int passive = 1) {
+        auto* window =
+            new FTPWindow(QRect(60, 60, 460, 525), "Tarvik Transfer  Host: test ", "127.0.0.1",
+                          server.User(), server.Password(), "", "", 0,
+                          43000 + static_cast<int>(getpid() % 10000), passive, &application);
+        logOn.port = server.PortText();
+        if (!logOn.localDirectory) {
+            logOn.localDirectory = local.Path().string();
+        }
+        window->Init(logOn);
+        window->show();
+        EXPECT_TRUE(WaitUntil([&] { return !window->IsLoggingOn() && !window->IsBusy(); }, 10s));
+        return window;
+    }
+
+    void Post(FTPWindow* window, Message message) {
+        window->PostMessage(std::move(message));
+        Settle(30ms);
+        ASSERT_TRUE(WaitUntil([&] { return !window->IsBusy(); }, 10s));
+    }
+
+    static Message ChangeHost(const std::string& path) {
+        return Message(FTPWindow::kChangeHost).AddString("prompt", path);
+    }
+
+    void Close(QPointer<FTPWindow>& window) {
+        if (window) {
+            window->PostMessage(Message(FTPWindow::kQuickLogout));
+            EXPECT_TRUE(WaitUntil([&] { return window.isNull(); }, 10s));
+        }
+    }
+
+    ScriptedAlerts alerts;
+    RecordingWindow application;
+    PyFtpServer server;
+    TempDir local;
+};
+
+TEST_F(FTPWindowTest, LogsOnAndFillsBothPanes) {
+    QPointer<FTPWindow> window = Open();
+    ASSERT_TRUE(window);
+    EXPECT_TRUE(window->IsConnected());
+    auto localDirectories = Texts(window->LocalDirectories());
+    ASSERT_GE(localDirectories.size(), 3u);
+    EXPECT_EQ(localDirectories[0], "..");
+    EXPECT_EQ(localDirectories[1], "/");
+    EXPECT_TRUE(Holds(window->LocalDirectories(), "photos", EntryStringItem::Directory));
+    // A link may lead to either: it is offered on both lists.
+    EXPECT_TRUE(Holds(window->LocalDirectories(), "shortcut", EntryStringItem::Link));
+    EXPECT_TRUE(Holds(window->LocalFiles(), "shortcut", EntryStringItem::Link));
+    EXPECT_TRUE(Holds(window->LocalFiles(), "notes.txt", EntryStringItem::File));
+    EXPECT_EQ(window->LocalLabel()->FullText().toStdString(),
+              " Local: " + fs::canonical(local.Path()).string() + "/");
+
+    auto hostDirectories = Texts(window->HostDirectories());
+    ASSERT_GE(hostDirectories.size(), 3u);
+    EXPECT_EQ(hostDirectories[0], "..");
+    EXPECT_EQ(hostDirectories[1], "docs");
+    EXPECT_EQ(hostDirectories[2], "pub");
+    EXPECT_EQ(window->HostPath(), "/");
+    EXPECT_EQ(window->HostLabel()->FullText().toStdString(), " Host: /");
+    EXPECT_EQ(window->Bar()->Text(), "Idle.");
+    auto commands = server.Commands();
+    EXPECT_EQ(Count(commands, "MODE S"), 1);
+    EXPECT_TRUE(alerts.Texts().empty());
+    Close(window);
+}
+
+TEST_F(FTPWindowTest, UpFromPubGivesRootAndFromRootStaysThere) {
+    FTPWindow::LogOn logOn;
+    logOn.startPath = "/pub";
+    QPointer<FTPWindow> window = Open(logOn);
+    ASSERT_TRUE(window);
+    EXPECT_EQ(window->HostPath(), "/pub");
+    EXPECT_TRUE(Holds(window->HostFiles(), "readme.txt", EntryStringItem::File));
+    Post(window, ChangeHost(".."));
+    EXPECT_EQ(window->HostPath(), "/");
+    Post(window, ChangeHost(".."));
+    EXPECT_EQ(window->HostPath(), "/");
+    EXPECT_EQ(window->HostLabel()->FullText().toStdString(), " Host: /");
+    Close(window);
+}
+
+TEST_F(FTPWindowTest, DirectoryEnteredAgainComesFromTheCache) {
+    QPointer<FTPWindow> window = Open();
+    ASSERT_TRUE(window);
+    Post(window, ChangeHost("pub"));
+    EXPECT_EQ(window->HostPath(), "/pub");
+    EXPECT_TRUE(Holds(window->HostFiles(), "readme.txt", EntryStringItem::File));
+    Post(window, ChangeHost(".."));
+    std::size_t before = server.Commands().size();
+    Post(window, ChangeHost("pub"));
+    auto after = server.Commands();
+    std::vector<std::string> since(after.begin() + static_cast<long>(before), after.end());
+    EXPECT_EQ(since, (std::vector<std::string>{"CWD pub", "PWD"}));
+    EXPECT_EQ(window->HostPath(), "/pub");
+    EXPECT_TRUE(Holds(window->HostFiles(), "readme.txt", EntryStringItem::File));
+    EXPECT_EQ(window->HostLabel()->FullText().toStdString(), " Host: /pub/");
+    // The Full Listing shows the cached lines too.
+    auto lines = window->FullListing()->Lines();
+    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const EntryStringItem& line) {
+        return line.text.find("readme.txt") != std::string::npos;
+    }));
+    Close(window);
+}
+
+TEST_F(FTPWindowTest, ReloadListsAgainAndReplacesTheCacheEntry) {
+    QPointer<FTPWindow> window = Open();
+    ASSERT_TRUE(window);
+    Post(window, ChangeHost("pub"));
+    TempDir::WriteFile(server.Pub() / "fresh.bin", "new");
+    EXPECT_FALSE(Holds(window->HostFiles(), "fresh.bin", EntryStringItem::File));
+    long lists = Count(server.Commands(), "LIST");
+    // A second reload while the first runs is dropped.
+    window->PostMessage(Message(FTPWindow::kReloadHost));
+    window->PostMessage(Message(FTPWindow::kReloadHost));
+    Settle(30ms);
+    ASSERT_TRUE(WaitUntil([&] { return !window->IsBusy(); }, 10s));
+    EXPECT_EQ(Count(server.Commands(), "LIST"), lists + 1);
+    EXPECT_TRUE(Holds(window->HostFiles(), "fresh.bin", EntryStringItem::File));
+    Post(window, ChangeHost(".."));
+    Post(window, ChangeHost("pub"));
+    EXPECT_EQ(Count(server.Commands(), "LIST"), lists + 1);  // served from the new entry
+    EXPECT_TRUE(Holds(window->HostFiles(), "fresh.bin", EntryStringItem::File));
+    Close(window);
+}
+
+TEST_F(FTPWindowTest, QuickLogoutClosesWithoutAskingAndLogoutAsks) {
+    QPointer<FTPWindow> window = Open();
+    ASSERT_TRUE(window);
+    alerts.Answer(1);  // "No"
+    window->PostMessage(Message(kQuitRequested));
+    Settle(100ms);
+    ASSERT_TRUE(window);
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(alerts.Texts(), std::vector<std::string>{"Are you sure you want to LOGOUT ?"});
+    alerts.Answer(0);  // "Yes"
+    window->PostMessage(Message(kQuitRequested));
+    ASSERT_TRUE(WaitUntil([&] { return window.isNull(); }, 10s));
+    EXPECT_EQ(application.Codes().back(), FourCC("EndW"));
+    EXPECT_EQ(Count(server.Commands(), "QUIT"), 1);
+
+    QPointer<FTPWindow> quick = Open();
+    ASSERT_TRUE(quick);
+    quick->PostMessage(Message(FTPWindow::kQuickLogout));
+    EXPECT_TRUE(WaitUntil([&] { return quick.isNull(); }, 10s));
+    EXPECT_EQ(alerts.Texts().size(), 2u);  // no new question
+}
+
+TEST_F(FTPWindowTest, LocalOpenAndTypeAhead) {
+    QPointer<FTPWindow> window = Open();
+    ASSERT_TRUE(window);
+    local.Write("alpha.txt", "");
+    local.Write("Apple.txt", "");
+    local.Write("beta.txt", "");
+    window->PostMessage(Message(FTPWindow::kReloadLocal));
+    ASSERT_TRUE(WaitUntil([&] { return Holds(window->LocalFiles(), "beta.txt", 0); }));
+    LPBListView* files = window->LocalFiles();
+    files->setFocus();
+    QTest::keyClick(files, Qt::Key_A);
+    EXPECT_EQ(files->SelectedTexts(), std::vector<std::string>{"alpha.txt"});
+    QTest::keyClick(files, Qt::Key_A);
+    EXPECT_EQ(files->SelectedTexts(), std::vector<std::string>{"Apple.txt"});
+    QTest::keyClick(files, Qt::Key_B);
+    EXPECT_EQ(files->SelectedTexts(), std::vector<std::string>{"beta.txt"});
+
+    window->PostMessage(Message(FTPWindow::kChangeLocal).AddString("prompt", "photos"));
+    ASSERT_TRUE(WaitUntil([&] { return window->LocalDirectory().ends_with("/photos/"); }));
+    window->PostMessage(Message(FTPWindow::kChangeLocal).AddString("prompt", ".."));
+    ASSERT_TRUE(WaitUntil([&] { return !window->LocalDirectory().ends_with("/photos/"); }));
+    EXPECT_EQ(window->LocalDirectory(), fs::canonical(local.Path()).string() + "/");
+    Close(window);
+}
+
+TEST_F(FTPWindowTest, FailedLogOnAlertsAndCloses) {
+    int refused;
+    {
+        ScriptedPeer gone;
+        refused = gone.Port();
+    }
+    auto* window = new FTPWindow(QRect(60, 60, 460, 525), "t", "127.0.0.1", "u", "p", "", "", 0,
+                                 6000, 1, &application);
+    QPointer<FTPWindow> watched = window;
+    FTPWindow::LogOn logOn;
+    logOn.port = std::to_string(refused);
+    window->Init(logOn);
+    EXPECT_TRUE(WaitUntil([&] { return watched.isNull(); }, 10s));
+    EXPECT_EQ(alerts.Texts(), std::vector<std::string>{"Impossible connection\nHost unreachable."});
+}
+
+TEST_F(FTPWindowTest, SecondConnectionLogsOnInBinaryMode) {
+    QPointer<FTPWindow> window = Open();
+    ASSERT_TRUE(window);
+    std::unique_ptr<FTPcommand> second;
+    // A worker's call: it needs nothing from the GUI thread.
+    std::thread([&] { second = window->DuplicateNewConnection(); }).join();
+    ASSERT_NE(second, nullptr);
+    EXPECT_EQ(second->PWD(), "/");
+    auto commands = server.Commands();
+    EXPECT_EQ(Count(commands, "USER " + server.User()), 2);
+    EXPECT_EQ(Count(commands, "TYPE I"), 1);
+    second->QUIT();
+    Close(window);
+}
+
+// A scripted server: the log-on, then whatever the test adds.
+class FTPWindowPeerTest : public ::testing::Test {
+protected:
+    void SetUp() override { Alert::InstallEngineHook(); }
+
+    QPointer<FTPWindow> Start(FTPWindow::LogOn logOn) {
+        peer.Start();
+        auto* window = new FTPWindow(QRect(60, 60, 460, 525), "t", "127.0.0.1", "bob", "secret", "",
+                                     "", 0, 44000, 1, nullptr);
+        window->Init(logOn);
+        return window;
+    }
+
+    ScriptedAlerts alerts;
+    ScriptedPeer peer;
+};
+
+TEST_F(FTPWindowPeerTest, StopEndsAListingFromASilentServer) {
+    peer.Reply("220 hi")
+        .Expect("USER bob")
+        .Reply("331 pw")
+        .Expect("PASS secret")
+        .Reply("230 in")
+        .Expect("MODE S")
+        .Reply("200 ok")
+        .Expect("PASV")
+        .Passive()
+        .Expect("LIST")
+        .Reply("150 here it comes")
+        .Silence();
+    FTPWindow::LogOn logOn;
+    logOn.port = std::to_string(peer.Port());
+    QPointer<FTPWindow> window = Start(logOn);
+    ASSERT_TRUE(WaitUntil([&] { return peer.Commands().size() >= 5; }, 10s));
+    Settle(200ms);
+    EXPECT_TRUE(window->IsBusy());
+    auto stopped = std::chrono::steady_clock::now();
+    window->PostMessage(Message(FTPWindow::kStop));
+    ASSERT_TRUE(WaitUntil([&] { return !window->IsBusy(); }, 5s));
+    EXPECT_LT(std::chrono::steady_clock::now() - stopped, 1s);
+    EXPECT_EQ(window->HostLabel()->FullText().toStdString(), "Not available.");
+    window->PostMessage(Message(FTPWindow::kQuickLogout));
+    EXPECT_TRUE(WaitUntil([&] { return window.isNull(); }, 5s));
+    EXPECT_TRUE(alerts.Texts().empty());
+}
+
+TEST_F(FTPWindowPeerTest, FirewallLogOnSendsUserPasswordAndCommandInThatOrder) {
+    peer.Reply("220 firewall")
+        .Expect("fwuser")
+        .Expect("fwpass")
+        .Expect("USER bob@ftp.example:21")
+        .Reply("331 password please")
+        .Expect("PASS secret")
+        .Reply("230 through")
+        .Expect("MODE S")
+        .Reply("200 ok")
+        .Silence();
+    FTPWindow::LogOn logOn;
+    logOn.firewall = true;
+    logOn.firewallHost = "127.0.0.1";
+    logOn.firewallPort = std::to_string(peer.Port());
+    logOn.firewallUser = "fwuser";
+    logOn.firewallPassword = "fwpass";
+    logOn.firewallCommand = "USER bob@ftp.example:21";
+    QPointer<FTPWindow> window = Start(logOn);
+    ASSERT_TRUE(WaitUntil([&] { return peer.Received().find("PASV") != std::string::npos; }, 10s));
+    EXPECT_EQ(peer.Received(),
+              "fwuser\r\nfwpass\r\nUSER bob@ftp.example:21\r\nPASS secret\r\nMODE S\r\nPASV\r\n");
+    EXPECT_TRUE(peer.Mismatches().empty());
+    window->PostMessage(Message(FTPWindow::kStop));
+    window->PostMessage(Message(FTPWindow::kQuickLogout));
+    EXPECT_TRUE(WaitUntil([&] { return window.isNull(); }, 10s));
+}
+
+}  // namespace
