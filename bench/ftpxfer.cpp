@@ -173,7 +173,9 @@ int Run(FTPcommand& ftp, const Options& options, const FtpUrl& url) {
         std::fprintf(stderr, "ftpxfer: %s wall %.3f s, cpu %.3f s\n", options.verb.c_str(),
                      wall.count(), CpuSeconds() - cpuStart);
     }
-    ftp.QUIT();
+    // The work is done and confirmed: say goodbye without waiting for the answer, which some
+    // servers give only once they have closed the file they received.
+    ftp.SendRAW("QUIT");
     return result;
 }
 

@@ -1,0 +1,85 @@
+#include "QuickLaunch.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace {
+
+struct Closer {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, Closer>;
+
+}  // namespace
+
+void QuickLaunch::PutLine(std::FILE* file, const std::string& text) {
+    auto length = static_cast<std::uint32_t>(text.size() + 1);
+    unsigned char bytes[4] = {static_cast<unsigned char>(length & 0xFF),
+                              static_cast<unsigned char>((length >> 8) & 0xFF),
+                              static_cast<unsigned char>((length >> 16) & 0xFF),
+                              static_cast<unsigned char>((length >> 24) & 0xFF)};
+    std::fwrite(bytes, 1, sizeof bytes, file);
+    std::fwrite(text.c_str(), 1, text.size() + 1, file);
+}
+
+std::optional<std::string> QuickLaunch::GetLine(std::FILE* file) {
+    unsigned char bytes[4];
+    if (std::fread(bytes, 1, sizeof bytes, file) != sizeof bytes) {
+        return std::nullopt;
+    }
+    std::int32_t length = static_cast<std::int32_t>(bytes[0] | (bytes[1] << 8) | (bytes[2] << 16) |
+                                                    (static_cast<std::uint32_t>(bytes[3]) << 24));
+    if (length < 1 || length > kMaxLine) {
+        return std::nullopt;
+    }
+    std::vector<char> text(static_cast<std::size_t>(length) + 1, '\0');
+    if (std::fread(text.data(), 1, static_cast<std::size_t>(length), file) !=
+        static_cast<std::size_t>(length)) {
+        return std::nullopt;
+    }
+    return std::string(text.data());  // the text ends at its stored zero byte
+}
+
+bool QuickLaunch::Write(const std::string& path, const Form& form) {
+    // It holds a password: readable by its owner only.
+    int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        return false;
+    }
+    fchmod(fd, 0600);
+    File file(fdopen(fd, "wb"));
+    if (!file) {
+        close(fd);
+        return false;
+    }
+    for (const std::string* line : {&form.host, &form.user, &form.password, &form.localDirectory,
+                                    &form.hostDirectory, &form.port}) {
+        if (line == &form.host) {
+            PutLine(file.get(), kMarker);
+        }
+        PutLine(file.get(), *line);
+    }
+    return std::fflush(file.get()) == 0 && !std::ferror(file.get());
+}
+
+std::optional<QuickLaunch::Form> QuickLaunch::Read(const std::string& path) {
+    File file(std::fopen(path.c_str(), "rb"));
+    if (!file) {
+        return std::nullopt;
+    }
+    std::optional<std::string> marker = GetLine(file.get());
+    if (!marker || *marker != kMarker) {
+        return std::nullopt;
+    }
+    Form form;
+    for (std::string* field : {&form.host, &form.user, &form.password, &form.localDirectory,
+                               &form.hostDirectory, &form.port}) {
+        *field = GetLine(file.get()).value_or("");
+    }
+    return form;
+}

@@ -1,0 +1,143 @@
+#include "TalismanApplication.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QFileInfo>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QUrl>
+
+#include <algorithm>
+
+#include "Alert.h"
+#include "FTPWindow.h"
+#include "MessageCodes.h"
+#include "QuickLaunch.h"
+#include "TalismanWindow.h"
+
+TalismanApplication::TalismanApplication(const std::string& settingsPath)
+    : MessageHandler(this), main_(new TalismanWindow(this, settingsPath)) {
+    main_->setAttribute(Qt::WA_DeleteOnClose);
+}
+
+TalismanApplication::~TalismanApplication() {
+    delete main_.data();
+}
+
+void TalismanApplication::ReadyToRun() {
+    if (showOnReady_ && main_ && main_->isHidden()) {
+        main_->show();
+    }
+}
+
+void TalismanApplication::ArgvReceived(const std::vector<std::string>& paths) {
+    OpenQuickLaunchFiles(paths);
+}
+
+void TalismanApplication::RefsReceived(const std::vector<std::string>& paths) {
+    OpenQuickLaunchFiles(paths);
+    showOnReady_ = false;
+}
+
+void TalismanApplication::OpenQuickLaunchFiles(const std::vector<std::string>& paths) {
+    for (const std::string& path : paths) {
+        if (!QFileInfo::exists(QString::fromStdString(path))) {
+            continue;
+        }
+        std::optional<QuickLaunch::Form> form = QuickLaunch::Read(path);
+        if (!form) {
+            Alert::Go("Bad Quick-Launch file format.");
+            continue;
+        }
+        Message open(FourCC("open"));
+        open.AddString("Server", form->host)
+            .AddString("Login", form->user)
+            .AddString("Password", form->password)
+            .AddString("LocalDirectory", form->localDirectory)
+            .AddString("HostDirectory", form->hostDirectory)
+            .AddString("FTPPort", form->port);
+        MessageReceived(open);
+    }
+}
+
+void TalismanApplication::BringMainWindowBack() {
+    if (!main_) {
+        QApplication::quit();
+        return;
+    }
+    main_->show();
+    main_->setWindowState(main_->windowState() & ~Qt::WindowMinimized);
+    main_->raise();
+}
+
+void TalismanApplication::ShowAbout() {
+    QMessageBox::about(main_, "About Tarvik",
+                       QString::fromUtf8(TalismanWindow::kTitle) +
+                           "\n\nA graphical FTP client for the Linux desktop.\n"
+                           "Marlowen Tarvik, ported to Qt 6.");
+}
+
+void TalismanApplication::MessageReceived(const Message& message) {
+    switch (message.what) {
+        case 1:
+            main_->PostMessage(Message(TalismanWindow::kReload));
+            break;
+        case 3:
+            main_->PostMessage(Message(TalismanWindow::kErase));
+            break;
+        case 5:
+            if (main_) {
+                main_->Form().login->setText("anonymous");
+                main_->Form().password->setText(kAnonymousPassword);
+            }
+            break;
+        case 6:
+            main_->PostMessage(Message(TalismanWindow::kConnect));
+            break;
+        case FourCC("AddW"):
+            if (auto window = message.FindPointer("this")) {
+                sessions_.push_back(static_cast<FTPWindow*>(*window));
+            }
+            break;
+        case FourCC("EndW"):
+            if (auto window = message.FindPointer("this")) {
+                std::erase(sessions_, static_cast<FTPWindow*>(*window));
+                if (sessions_.empty()) {
+                    BringMainWindowBack();
+                }
+            }
+            break;
+        case FourCC("Show"):
+            BringMainWindowBack();
+            break;
+        case FourCC("help"):
+            QDesktopServices::openUrl(
+                QUrl::fromLocalFile(QApplication::applicationDirPath() + "/index.html"));
+            break;
+        case FourCC("open"):
+            if (!main_) {
+                QApplication::quit();
+                break;
+            }
+            for (auto [field, widget] : {std::pair{"Server", main_->Form().host},
+                                         {"Login", main_->Form().login},
+                                         {"Password", main_->Form().password},
+                                         {"LocalDirectory", main_->Form().localDirectory},
+                                         {"HostDirectory", main_->Form().hostDirectory},
+                                         {"FTPPort", main_->Form().port}}) {
+                if (auto text = message.FindString(field)) {
+                    widget->setText(QString::fromStdString(*text));
+                }
+            }
+            main_->PostMessage(Message(TalismanWindow::kConnect));
+            break;
+        case kAboutRequested:
+            ShowAbout();
+            break;
+        case kQuitRequested:
+            QApplication::quit();
+            break;
+        default:
+            break;
+    }
+}

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "MessageHandler.h"
+
+class FTPWindow;
+class TalismanWindow;
+
+// The program: its main window, the list of open session windows, and the launch requests
+// (Quick-Launch files given on the command line). Quits when the main window closes; brings the
+// main window back when the last session ends.
+class TalismanApplication : public QObject, public MessageHandler {
+    Q_OBJECT
+
+public:
+    static constexpr const char* kAnonymousPassword = "tarvik@localhost";
+
+    explicit TalismanApplication(const std::string& settingsPath = {});
+    ~TalismanApplication() override;
+
+    // Shows the main window unless files opened at launch said otherwise.
+    void ReadyToRun();
+    // Quick-Launch files named on the command line: each one starts a session.
+    void ArgvReceived(const std::vector<std::string>& paths);
+    // Files opened from the desktop: the same, without showing the main window.
+    void RefsReceived(const std::vector<std::string>& paths);
+
+    void MessageReceived(const Message& message) override;
+
+    TalismanWindow* MainWindow() const { return main_.data(); }
+    const std::vector<FTPWindow*>& Sessions() const { return sessions_; }
+
+private:
+    void BringMainWindowBack();
+    void OpenQuickLaunchFiles(const std::vector<std::string>& paths);
+    void ShowAbout();
+
+    QPointer<TalismanWindow> main_;
+    std::vector<FTPWindow*> sessions_;
+    bool showOnReady_ = true;
+};

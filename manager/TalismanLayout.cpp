@@ -1,0 +1,288 @@
+#include "TalismanLayout.h"
+
+#include <QActionGroup>
+#include <QCheckBox>
+#include <QFontDatabase>
+#include <QFormLayout>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMainWindow>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTextEdit>
+#include <QVBoxLayout>
+
+#include <functional>
+
+#include "FieldLimit.h"
+#include "LPBListView.h"
+#include "MessageCodes.h"
+#include "MessageHandler.h"
+#include "TalismanWindow.h"
+
+namespace {
+
+using Code = TalismanWindow::Code;
+
+class Builder {
+public:
+    Builder(QMainWindow* window, MessageHandler* handler, MessageHandler* application)
+        : window_(window), handler_(handler), application_(application) {}
+
+    TalismanLayout::Widgets Build() {
+        BuildMenus();
+        widgets_.tabs = new QTabWidget;
+        widgets_.tabs->setObjectName("maintab");
+        widgets_.tabs->addTab(ConnectionPage(), QObject::tr("Establishing a connection"));
+        widgets_.tabs->addTab(FirewallPage(), QObject::tr("Firewall settings"));
+        widgets_.tabs->addTab(DisplayPage(), QObject::tr("Display settings"));
+        auto* central = new QWidget;
+        auto* layout = new QVBoxLayout(central);
+        layout->setContentsMargins(8, 8, 8, 8);
+        layout->addWidget(widgets_.tabs);
+        window_->setCentralWidget(central);
+        return widgets_;
+    }
+
+private:
+    // What a control does when used; it outlives this builder, so it holds no pointer to it.
+    std::function<void()> Sender(std::uint32_t code, bool toApplication = false) const {
+        MessageHandler* target = toApplication ? application_ : handler_;
+        return [target, code] {
+            if (target != nullptr) {
+                target->PostMessage(Message(code));
+            }
+        };
+    }
+
+    QAction* Item(QMenu* menu, const char* label, std::uint32_t code, QKeySequence shortcut = {},
+                  bool toApplication = false) {
+        QAction* action = menu->addAction(QString::fromUtf8(label));
+        action->setShortcut(shortcut);
+        QObject::connect(action, &QAction::triggered, window_, Sender(code, toApplication));
+        return action;
+    }
+
+    void BuildMenus() {
+        QMenuBar* bar = window_->menuBar();
+        bar->setObjectName("menu_principal");
+        QMenu* tarvik = bar->addMenu(QObject::tr("Tarvik"));
+        Item(tarvik, "Save form as a Quick-Launch file...", Code::kSaveQuickLaunch);
+        Item(tarvik, "Quit Tarvik", kQuitRequested, Qt::CTRL | Qt::Key_Q);
+        QMenu* configuration = bar->addMenu(QObject::tr("Configuration"));
+        Item(configuration, "Save form", Code::kSaveInPlace, Qt::CTRL | Qt::Key_S);
+        Item(configuration, "Save form as...", Code::kAskSaveAs, Qt::CTRL | Qt::ALT | Qt::Key_S);
+        Item(configuration, "Delete form", Code::kDelete, Qt::CTRL | Qt::Key_D);
+        Item(configuration, "Reload form", Code::kLoadSelected, Qt::CTRL | Qt::Key_R);
+        Item(configuration, "Rename form", Code::kAskRename, Qt::CTRL | Qt::ALT | Qt::Key_R);
+        QMenu* miscellaneous = bar->addMenu(QObject::tr("Miscellaneous"));
+        Item(miscellaneous, "Erase fields", Code::kErase, Qt::CTRL | Qt::Key_K);
+        Item(miscellaneous, "Anonymous login", Code::kAnonymous, Qt::CTRL | Qt::Key_L);
+        QMenu* help = bar->addMenu(QObject::tr("Help"));
+        Item(help, "On-line help...", FourCC("help"), Qt::CTRL | Qt::Key_H, true);
+        Item(help, "About Tarvik", kAboutRequested, {}, true);
+    }
+
+    QLineEdit* Field(const char* name, const char* text = "") {
+        auto* field = new QLineEdit(QString::fromUtf8(text));
+        field->setObjectName(name);
+        // Every saved string must load again: the settings file refuses more than 100 bytes.
+        field->setValidator(new FieldLimit(field));
+        return field;
+    }
+
+    QPushButton* Button(const char* name, const char* label, std::uint32_t code) {
+        auto* button = new QPushButton(QString::fromUtf8(label));
+        button->setObjectName(name);
+        QObject::connect(button, &QPushButton::clicked, window_, Sender(code));
+        return button;
+    }
+
+    static QGroupBox* Frame(const char* label) {
+        auto* frame = new QGroupBox(QString::fromUtf8(label));
+        return frame;
+    }
+
+    QWidget* ConnectionPage() {
+        auto* page = new QWidget;
+        auto* grid = new QGridLayout(page);
+
+        widgets_.connectFrame = Frame(" Connect to ");
+        auto* connect = new QFormLayout(widgets_.connectFrame);
+        widgets_.host = Field("serveur");
+        widgets_.login = Field("login");
+        widgets_.password = Field("password");
+        widgets_.password->setEchoMode(QLineEdit::Password);
+        connect->addRow(QObject::tr("Host name:"), widgets_.host);
+        connect->addRow(QObject::tr("User name:"), widgets_.login);
+        connect->addRow(QObject::tr("Password:"), widgets_.password);
+
+        auto* mirrorFrame = Frame(" Mirror manager");
+        auto* mirror = new QGridLayout(mirrorFrame);
+        widgets_.mainServer = Button("recover", "Main server", Code::kMainServer);
+        widgets_.mainServer->setEnabled(false);
+        widgets_.mirrorField = new QPushButton;
+        widgets_.mirrorField->setObjectName("menumirror");
+        widgets_.mirrors = new QMenu(QObject::tr("Mirror list"), widgets_.mirrorField);
+        widgets_.mirrorField->setMenu(widgets_.mirrors);
+        widgets_.mirrorField->setText(QObject::tr("Mirror list"));
+        mirror->addWidget(widgets_.mainServer, 0, 0);
+        mirror->addWidget(widgets_.mirrorField, 0, 1);
+        mirror->addWidget(Button("Add", "Add a mirror...", Code::kAskMirror), 1, 0);
+        mirror->addWidget(Button("Del", "Delete selected", Code::kDeleteMirror), 1, 1);
+
+        auto* offsetFrame = Frame(" Initial directory offset ");
+        auto* offset = new QFormLayout(offsetFrame);
+        widgets_.localDirectory = Field("localdirectory");
+        widgets_.hostDirectory = Field("remotedirectory");
+        offset->addRow(QObject::tr("Client:"), widgets_.localDirectory);
+        offset->addRow(QObject::tr("Server:"), widgets_.hostDirectory);
+
+        auto* extraFrame = Frame(" Extra FTP parameters ");
+        auto* extra = new QFormLayout(extraFrame);
+        widgets_.port = Field("port", "21");
+        widgets_.passive = new QCheckBox(QObject::tr("Passive connection"));
+        widgets_.passive->setObjectName("passive");
+        QObject::connect(widgets_.passive, &QCheckBox::clicked, window_,
+                         Sender(Code::kTogglePassive));
+        extra->addRow(QObject::tr("FTP port:"), widgets_.port);
+        extra->addRow(widgets_.passive);
+
+        auto* commentFrame = Frame(" Comments ");
+        auto* comment = new QVBoxLayout(commentFrame);
+        widgets_.comments = new QTextEdit;
+        widgets_.comments->setObjectName("commenter");
+        widgets_.comments->setAcceptRichText(false);
+        widgets_.comments->setFixedHeight(64);
+        comment->addWidget(widgets_.comments);
+
+        auto* formsFrame = Frame(" Configuration commands ");
+        auto* forms = new QGridLayout(formsFrame);
+        widgets_.forms = new QListWidget;
+        widgets_.forms->setObjectName("listsection");
+        widgets_.forms->setSelectionMode(QAbstractItemView::SingleSelection);
+        QObject::connect(widgets_.forms, &QListWidget::itemSelectionChanged, window_,
+                         Sender(Code::kLoadSelected));
+        QObject::connect(widgets_.forms, &QListWidget::itemActivated, window_,
+                         Sender(Code::kConnectSelected));
+        forms->addWidget(widgets_.forms, 0, 0, 5, 1);
+        forms->addWidget(Button("Save", "Save", Code::kSaveInPlace), 0, 1);
+        forms->addWidget(Button("SaveAs", "Save As...", Code::kAskSaveAs), 1, 1);
+        forms->addWidget(Button("Rename", "Rename...", Code::kAskRename), 2, 1);
+        forms->addWidget(Button("Delete", "Delete", Code::kDelete), 3, 1);
+        forms->addWidget(Button("Reload", "Reload", Code::kLoadSelected), 4, 1);
+
+        auto* miscellaneousFrame = Frame(" Miscellaneous ");
+        auto* miscellaneous = new QHBoxLayout(miscellaneousFrame);
+        miscellaneous->addWidget(Button("errall", "Erase fields", Code::kErase));
+        miscellaneous->addWidget(Button("anonym", "Anonymous", Code::kAnonymous));
+
+        widgets_.connect = Button("Start", "Connect", Code::kConnect);
+        widgets_.connect->setDefault(true);
+        widgets_.connect->setMinimumHeight(34);
+
+        grid->addWidget(widgets_.connectFrame, 0, 0);
+        grid->addWidget(formsFrame, 0, 1, 2, 1);
+        grid->addWidget(mirrorFrame, 1, 0);
+        grid->addWidget(offsetFrame, 2, 0);
+        grid->addWidget(extraFrame, 2, 1);
+        grid->addWidget(commentFrame, 3, 0, 1, 2);
+        grid->addWidget(miscellaneousFrame, 4, 0);
+        grid->addWidget(widgets_.connect, 4, 1);
+        grid->setColumnStretch(0, 1);
+        grid->setColumnStretch(1, 1);
+        return page;
+    }
+
+    QWidget* FirewallPage() {
+        auto* page = new QWidget;
+        auto* layout = new QVBoxLayout(page);
+        auto* parametersFrame = Frame(" Firewall parameters ");
+        auto* parameters = new QFormLayout(parametersFrame);
+        widgets_.useFirewall = new QCheckBox(QObject::tr("Use Firewall"));
+        widgets_.useFirewall->setObjectName("usefirewall");
+        QObject::connect(widgets_.useFirewall, &QCheckBox::clicked, window_,
+                         Sender(Code::kFirewallChecked));
+        widgets_.firewallHost = Field("fserveur");
+        widgets_.firewallLogin = Field("flogin");
+        widgets_.firewallPassword = Field("fpassword");
+        widgets_.firewallPassword->setEchoMode(QLineEdit::Password);
+        widgets_.firewallPort = Field("fport", "21");
+        parameters->addRow(widgets_.useFirewall);
+        parameters->addRow(QObject::tr("Host name:"), widgets_.firewallHost);
+        parameters->addRow(QObject::tr("User name:"), widgets_.firewallLogin);
+        parameters->addRow(QObject::tr("Password:"), widgets_.firewallPassword);
+        parameters->addRow(QObject::tr("Port:"), widgets_.firewallPort);
+        auto* explanation = new QLabel(QObject::tr(
+            "If a parameter (user name or password) is not required to send a command to the "
+            "firewall, leave it blank."));
+        explanation->setObjectName("Explication");
+        explanation->setWordWrap(true);
+        parameters->addRow(explanation);
+        auto* commandFrame =
+            Frame(" Firewall command (%h=FTPHost,%u=FTPUser,%p=FTPPass,%o=FTPPort,%%='%') ");
+        auto* command = new QFormLayout(commandFrame);
+        widgets_.firewallCommand = Field("firewallstring", "USER %u@%h:%o");
+        command->addRow(QObject::tr("Command:"), widgets_.firewallCommand);
+        layout->addWidget(parametersFrame);
+        layout->addWidget(commandFrame);
+        layout->addStretch();
+        return page;
+    }
+
+    QWidget* DisplayPage() {
+        auto* page = new QWidget;
+        auto* layout = new QVBoxLayout(page);
+        auto* fontFrame = Frame(" Font selection (for control window) ");
+        auto* font = new QFormLayout(fontFrame);
+        widgets_.fontField = new QPushButton(QObject::tr("No font selected"));
+        widgets_.fontField->setObjectName("menufont");
+        widgets_.fonts = new QMenu(QObject::tr("No font selected"), widgets_.fontField);
+        widgets_.fontField->setMenu(widgets_.fonts);
+        auto* group = new QActionGroup(widgets_.fonts);
+        group->setExclusive(true);
+        for (const QString& family : QFontDatabase::families()) {
+            for (const QString& style : QFontDatabase::styles(family)) {
+                QAction* item = widgets_.fonts->addAction(family + " / " + style);
+                item->setCheckable(true);
+                group->addAction(item);
+                QPushButton* field = widgets_.fontField;
+                QObject::connect(item, &QAction::triggered, window_,
+                                 [field, item, send = Sender(Code::kFontChosen)] {
+                                     field->setText(item->text());  // the field shows the choice
+                                     send();
+                                 });
+            }
+        }
+        widgets_.fontSize = Field("FontSize", "11");
+        font->addRow(QObject::tr("Font name:"), widgets_.fontField);
+        font->addRow(QObject::tr("Font size:"), widgets_.fontSize);
+        widgets_.preview = new LPBListView("listefich1", false);
+        widgets_.preview->SetItems({{"Folder1", EntryStringItem::Directory, {}, 0},
+                                    {"PlainFile1", EntryStringItem::File, {}, 0},
+                                    {"Folder2", EntryStringItem::Directory, {}, 0},
+                                    {"Link1", EntryStringItem::Link, {}, 0},
+                                    {"PlainFile2", EntryStringItem::File, {}, 0}});
+        font->addRow(widgets_.preview);
+        layout->addWidget(fontFrame);
+        layout->addStretch();
+        return page;
+    }
+
+    QMainWindow* window_;
+    MessageHandler* handler_;
+    MessageHandler* application_;
+    TalismanLayout::Widgets widgets_;
+};
+
+}  // namespace
+
+TalismanLayout::Widgets TalismanLayout::Build(QMainWindow* window, MessageHandler* handler,
+                                              MessageHandler* application) {
+    return Builder(window, handler, application).Build();
+}

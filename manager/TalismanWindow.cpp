@@ -1,0 +1,577 @@
+#include "TalismanWindow.h"
+
+#include <QActionGroup>
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QFileDialog>
+#include <QGroupBox>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMenu>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTextEdit>
+
+#include <cstdio>
+
+#include "Alert.h"
+#include "FTPWindow.h"
+#include "FieldLimit.h"
+#include "LPBListView.h"
+#include "MessageCodes.h"
+#include "PromptW.h"
+#include "QuickLaunch.h"
+#include "SessionStart.h"
+
+namespace {
+
+std::string Text(const QLineEdit* field) {
+    return field->text().toStdString();
+}
+
+void SetText(QLineEdit* field, const std::optional<std::string>& text) {
+    field->setText(QString::fromStdString(text.value_or("")));
+}
+
+constexpr const char* kConnectTo = " Connect to ";
+
+}  // namespace
+
+TalismanWindow::TalismanWindow(MessageHandler* application, const std::string& settingsPath)
+    : MessageHandler(this), application_(application) {
+    setWindowTitle(QString::fromUtf8(kTitle));
+    form_ = TalismanLayout::Build(this, this, application);
+    ConfigManager::CreateSettingsFolder();
+    settings_ = std::make_unique<ConfigManager>(settingsPath.empty() ? ConfigManager::SettingsFile()
+                                                                     : settingsPath);
+    form_.mainServer->setEnabled(false);
+    form_.comments->setPlainText(QString("Welcome to ") + QString::fromUtf8(kTitle));
+    connect(form_.comments, &QTextEdit::textChanged, this, [this] {
+        // The comments go into the settings file too: keep them within its limit.
+        QString text = form_.comments->toPlainText();
+        if (text.toUtf8().size() > FieldLimit::kBytes) {
+            QSignalBlocker quiet(form_.comments);
+            form_.comments->setPlainText(FieldLimit::Fitted(text));
+            form_.comments->moveCursor(QTextCursor::End);
+        }
+    });
+    GUICheck();
+    // Neither resized nor zoomed: the form keeps the size its contents ask for.
+    adjustSize();
+    setFixedSize(sizeHint().expandedTo(QSize(640, 520)));
+    PostMessage(Message(kReload));
+}
+
+TalismanWindow::~TalismanWindow() {
+    settings_.reset();
+    std::printf("fin delete config\n");
+    std::printf("fin delete minimain\n");
+    std::fflush(stdout);
+}
+
+void TalismanWindow::MessageReceived(const Message& message) {
+    std::string prompt = message.FindString("prompt").value_or("");
+    switch (message.what) {
+        case kConnect:
+            Connect();
+            break;
+        case kConnectSelected:
+            if (WhichIsSelected()) {
+                PostMessage(Message(kConnect));
+            }
+            break;
+        case kEmptyHost:
+            form_.host->clear();
+            break;
+        case kEmptyUser:
+            form_.login->clear();
+            break;
+        case kEmptyPassword:
+            form_.password->clear();
+            break;
+        case kReload:
+            Reload();
+            break;
+        case kForward7:
+            if (application_ != nullptr) {
+                application_->PostMessage(Message(7));
+            }
+            break;
+        case kAskSaveAs:
+            Prompt("Save current form as", "Entry name :", "My connection label", kSaveAs);
+            break;
+        case kSaveAs:
+            SaveAs(prompt);
+            break;
+        case kErase:
+            ClearFields();
+            break;
+        case kAnonymous:
+            if (application_ != nullptr) {
+                application_->PostMessage(Message(5));
+            }
+            break;
+        case kAskRename:
+            if (auto selected = WhichIsSelected(); selected && !selected->empty()) {
+                Prompt("Rename this form", "New name :", *selected, kRename, *selected);
+            }
+            break;
+        case kRename:
+            Rename(message.FindString("opt").value_or(""), prompt);
+            break;
+        case kLoadSelected:
+            LoadSelected();
+            break;
+        case kLoadFirst:
+            if (form_.forms->count() > 0) {
+                LoadInit(form_.forms->item(0)->text().toStdString());
+            }
+            break;
+        case kSaveInPlace:
+            SaveInPlace();
+            break;
+        case kDelete:
+            Delete();
+            break;
+        case kAskMirror:
+            Prompt("Add a new mirror", "Mirror host:", "ftp.mirror.example.org", kAddMirror);
+            break;
+        case kAddMirror:
+            AddMirror(prompt);
+            break;
+        case kDeleteMirror:
+            DeleteMirror();
+            break;
+        case kTogglePassive:
+            passive_ = form_.passive->isChecked() ? 1 : 0;
+            break;
+        case kMainServer:
+            MainServer();
+            break;
+        case kChooseMirror:
+            ChooseMirror(message.FindString("namemirror").value_or(""));
+            break;
+        case kFirewallChecked:
+            GUICheck();
+            break;
+        case kFontChosen:
+            fontChanged_ = true;
+            FontSelected(true);
+            GenerateGlobal();
+            break;
+        case kSaveQuickLaunch:
+            SaveQuickLaunch();
+            break;
+        case kQuitRequested:
+            close();
+            break;
+        default:
+            break;
+    }
+}
+
+// ---- Saved forms ----
+
+void TalismanWindow::Save() {
+    if (!settings_->SaveConfig()) {
+        Alert::Go("The settings file could not be written:\n" + settings_->Path().value_or(""),
+                  {"OK"}, AlertKind::Warning);
+    }
+}
+
+void TalismanWindow::Reload() {
+    if (!settings_->LoadConfig()) {
+        return;
+    }
+    for (const std::string& name : settings_->GetListName()) {
+        form_.forms->addItem(QString::fromStdString(name));
+    }
+    LoadInit(std::nullopt);
+    FontSelected(false);
+}
+
+std::optional<std::string> TalismanWindow::WhichIsSelected() const {
+    QList<QListWidgetItem*> selected = form_.forms->selectedItems();
+    if (selected.isEmpty()) {
+        return std::nullopt;
+    }
+    return selected.front()->text().toStdString();
+}
+
+void TalismanWindow::SetConnectFrameLabel() {
+    form_.connectFrame->setTitle(currentFormName_.empty()
+                                     ? QString(kConnectTo)
+                                     : QString::fromStdString(kConnectTo + currentFormName_ + " "));
+}
+
+void TalismanWindow::LoadSelected() {
+    std::optional<std::string> name = WhichIsSelected();
+    if (!name || name->empty()) {
+        ClearFields();
+        return;
+    }
+    currentFormName_ = *name;
+    SetConnectFrameLabel();
+    LoadInit(*name);
+    FontSelected(false);
+}
+
+void TalismanWindow::LoadInit(const std::optional<std::string>& name) {
+    if (const Record_tag* record = name ? settings_->GetRecord(*name) : nullptr) {
+        SetText(form_.host, record->host);
+        SetText(form_.login, record->login);
+        SetText(form_.password, record->password);
+        SetText(form_.localDirectory, record->localDirectory);
+        SetText(form_.hostDirectory, record->hostDirectory);
+        SetText(form_.port, record->port);
+        form_.comments->setPlainText(QString::fromStdString(record->comments.value_or("")));
+        mainServer_ = record->host.value_or("");
+        form_.mainServer->setEnabled(false);
+        if (record->passive != passive_) {
+            form_.passive->setChecked(!form_.passive->isChecked());
+            passive_ = form_.passive->isChecked() ? 1 : 0;
+        }
+        FillMirrorMenu(record->mirrors);
+    }
+    ApplyGlobal();
+}
+
+void TalismanWindow::ApplyGlobal() {
+    const GRecord_tag* global = settings_->GetGlobalRecord();
+    if (global == nullptr) {
+        fontFamily_ = "Zurich";
+        fontStyle_ = "Bold";
+        form_.fontSize->setText("12");
+        return;
+    }
+    fontFamily_ = global->fontFamily.value_or("");
+    fontStyle_ = global->fontStyle.value_or("");
+    form_.fontSize->setText(QString::number(global->fontSize));
+    form_.useFirewall->setChecked(global->useFirewall != 0);
+    SetText(form_.firewallHost, global->firewallHost);
+    SetText(form_.firewallLogin, global->firewallUser);
+    SetText(form_.firewallPassword, global->firewallPassword);
+    SetText(form_.firewallPort, global->firewallPort);
+    SetText(form_.firewallCommand, global->firewallCommand);
+    QString label = QString::fromStdString(*fontFamily_ + " / " + *fontStyle_);
+    for (QAction* item : form_.fonts->actions()) {
+        if (item->text() == label) {
+            item->setChecked(true);
+            form_.fontField->setText(label);
+        }
+    }
+    GUICheck();
+}
+
+std::unique_ptr<Record_tag> TalismanWindow::AddEntry(const std::string& name) {
+    auto record = std::make_unique<Record_tag>();
+    record->name = name;
+    std::string host = Text(form_.host);
+    record->host = host;
+    if (form_.mainServer->isEnabled() && mainServer_ != host) {
+        int answer = Alert::Go("A mirror site is currently active:\n<" + host +
+                                   ">\nWich one do you want as main server ?",
+                               {host, mainServer_}, AlertKind::Warning);
+        record->host = answer == 1 ? mainServer_ : host;
+    }
+    record->login = Text(form_.login);
+    record->password = Text(form_.password);
+    record->port = Text(form_.port);
+    record->localDirectory = Text(form_.localDirectory);
+    record->hostDirectory = Text(form_.hostDirectory);
+    record->comments = form_.comments->toPlainText().toStdString();
+    record->reserved = 0;
+    record->passive = static_cast<std::uint8_t>(passive_);
+    for (QAction* item : form_.mirrors->actions()) {
+        record->mirrors.push_back(item->text().toStdString());
+    }
+    return record;
+}
+
+void TalismanWindow::GenerateGlobal() {
+    auto global = std::make_unique<GRecord_tag>();
+    if (fontFamily_ && fontStyle_ && !fontFamily_->empty() && !fontStyle_->empty()) {
+        global->fontFamily = *fontFamily_;
+        global->fontStyle = *fontStyle_;
+        global->fontSize = static_cast<std::uint8_t>(form_.fontSize->text().toInt());
+    } else {
+        global->fontFamily = "Swis721 BT";
+        global->fontStyle = "Roman";
+        global->fontSize = 11;
+    }
+    global->spareString = "";
+    global->useFirewall = form_.useFirewall->isChecked() ? 1 : 0;
+    global->firewallHost = Text(form_.firewallHost);
+    global->firewallUser = Text(form_.firewallLogin);
+    global->firewallPassword = Text(form_.firewallPassword);
+    global->firewallPort = Text(form_.firewallPort);
+    global->firewallCommand = Text(form_.firewallCommand);
+    settings_->SetGlobalRecord(std::move(global));
+}
+
+void TalismanWindow::SaveAs(const std::string& name) {
+    QList<QListWidgetItem*> same =
+        form_.forms->findItems(QString::fromStdString(name), Qt::MatchExactly);
+    if (!same.isEmpty()) {
+        if (Alert::Go("This name already exist.\nDo you want to replace it ?", {"Yes", "No"},
+                      AlertKind::Warning) != 0) {
+            return;
+        }
+        long position = settings_->RemoveFromList(name);
+        settings_->AddRecord(AddEntry(name), static_cast<int>(position));
+        Save();
+        return;
+    }
+    settings_->AddRecord(AddEntry(name), -1);
+    Save();
+    form_.forms->addItem(QString::fromStdString(name));
+}
+
+void TalismanWindow::SaveInPlace() {
+    GenerateGlobal();
+    std::optional<std::string> selected = WhichIsSelected();
+    if (currentFormName_.empty() || !selected || selected->empty()) {
+        PostMessage(Message(kAskSaveAs));
+        return;
+    }
+    long position = settings_->RemoveFromList(*selected);
+    settings_->AddRecord(AddEntry(*selected), static_cast<int>(position));
+    Save();
+}
+
+void TalismanWindow::Rename(const std::string& oldName, const std::string& newName) {
+    if (!form_.forms->findItems(QString::fromStdString(newName), Qt::MatchExactly).isEmpty()) {
+        Alert::Go("The new name is already in use.");
+        return;
+    }
+    long position = settings_->RemoveFromList(oldName);
+    QList<QListWidgetItem*> old =
+        form_.forms->findItems(QString::fromStdString(oldName), Qt::MatchExactly);
+    if (!old.isEmpty()) {
+        QSignalBlocker quiet(form_.forms);
+        delete form_.forms->takeItem(form_.forms->row(old.front()));
+    }
+    // The record goes to the end of the file, the name stays in place in the list: the two
+    // orders meet again at the next reload.
+    settings_->AddRecord(AddEntry(newName), -1);
+    Save();
+    int row = position < 0 ? form_.forms->count()
+                           : std::min<int>(static_cast<int>(position), form_.forms->count());
+    form_.forms->insertItem(row, QString::fromStdString(newName));
+}
+
+void TalismanWindow::Delete() {
+    std::optional<std::string> name = WhichIsSelected();
+    if (!name || name->empty()) {
+        return;
+    }
+    if (Alert::Go("Do you want to delete this entry ?", {"Yes", "No"}, AlertKind::Warning) != 0) {
+        return;
+    }
+    settings_->RemoveFromList(*name);
+    Save();
+    QList<QListWidgetItem*> items =
+        form_.forms->findItems(QString::fromStdString(*name), Qt::MatchExactly);
+    if (!items.isEmpty()) {
+        delete form_.forms->takeItem(form_.forms->row(items.front()));
+    }
+}
+
+// ---- Mirrors ----
+
+void TalismanWindow::EraseMirrorMenu() {
+    for (QAction* item : form_.mirrors->actions()) {
+        form_.mirrors->removeAction(item);
+        delete item;
+    }
+}
+
+QAction* TalismanWindow::AddMirrorItem(const std::string& name, int position) {
+    QAction* item = form_.mirrors->addAction(QString::fromStdString(name));
+    item->setCheckable(true);
+    if (position >= 0 && position <= 9) {
+        item->setShortcut(QKeySequence(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_0 + position)));
+    }
+    connect(item, &QAction::triggered, this, [this, item] {
+        for (QAction* other : form_.mirrors->actions()) {
+            other->setChecked(other == item);
+        }
+        PostMessage(Message(kChooseMirror).AddString("namemirror", item->text().toStdString()));
+    });
+    return item;
+}
+
+void TalismanWindow::FillMirrorMenu(const std::vector<std::optional<std::string>>& mirrors) {
+    EraseMirrorMenu();
+    int position = 0;
+    for (const auto& mirror : mirrors) {
+        AddMirrorItem(mirror.value_or(""), position++);
+    }
+}
+
+void TalismanWindow::AddMirror(const std::string& name) {
+    if (name.find("//") != std::string::npos) {
+        Alert::Go("Invalide mirror name,\nDo not use \"ftp://\" or \"//\" strings.", {"OK"},
+                  AlertKind::Warning, "oops");
+        return;
+    }
+    AddMirrorItem(name, -1);
+    PostMessage(Message(kSaveInPlace));
+}
+
+void TalismanWindow::DeleteMirror() {
+    form_.host->setText(QString::fromStdString(mainServer_));
+    for (QAction* item : form_.mirrors->actions()) {
+        if (item->isChecked()) {
+            form_.mirrors->removeAction(item);
+            delete item;
+            PostMessage(Message(kSaveInPlace));
+            form_.mainServer->setEnabled(false);
+            return;
+        }
+    }
+}
+
+void TalismanWindow::ChooseMirror(const std::string& name) {
+    form_.host->setText(QString::fromStdString(name));
+    form_.mainServer->setEnabled(true);
+}
+
+void TalismanWindow::MainServer() {
+    form_.host->setText(QString::fromStdString(mainServer_));
+    form_.mainServer->setEnabled(false);
+    for (QAction* item : form_.mirrors->actions()) {
+        item->setChecked(false);
+    }
+}
+
+// ---- Fields ----
+
+void TalismanWindow::ClearFields() {
+    for (QLineEdit* field :
+         {form_.host, form_.login, form_.password, form_.localDirectory, form_.hostDirectory}) {
+        field->clear();
+    }
+    form_.comments->clear();
+    form_.passive->setChecked(false);
+    passive_ = 0;
+    EraseMirrorMenu();
+    currentFormName_.clear();
+    mainServer_.clear();
+    SetConnectFrameLabel();
+    QSignalBlocker quiet(form_.forms);
+    form_.forms->clearSelection();
+}
+
+void TalismanWindow::GUICheck() {
+    bool enabled = form_.useFirewall->isChecked();
+    for (QLineEdit* field : {form_.firewallHost, form_.firewallLogin, form_.firewallPassword,
+                             form_.firewallPort, form_.firewallCommand}) {
+        field->setEnabled(enabled);
+    }
+}
+
+void TalismanWindow::FontSelected(bool fromMenu) {
+    if (fromMenu) {
+        QString label;
+        for (QAction* item : form_.fonts->actions()) {
+            if (item->isChecked()) {
+                label = item->text();
+            }
+        }
+        if (label.isEmpty()) {
+            return;
+        }
+        qsizetype split = label.indexOf(" / ");
+        fontFamily_ = label.left(split).toStdString();
+        fontStyle_ = split < 0 ? std::string() : label.mid(split + 3).toStdString();
+    }
+    if (!fontFamily_ || !fontStyle_ || !fontChanged_) {
+        return;
+    }
+    QFont font(QString::fromStdString(*fontFamily_), form_.fontSize->text().toInt());
+    font.setStyleName(QString::fromStdString(*fontStyle_));
+    form_.preview->setFont(font);
+    fontChanged_ = false;
+}
+
+std::string TalismanWindow::BuildFireWallCommand() const {
+    return SessionStart::BuildFireWallCommand(Text(form_.firewallCommand), Text(form_.host),
+                                              Text(form_.login), Text(form_.password),
+                                              Text(form_.port));
+}
+
+void TalismanWindow::Prompt(const char* title, const char* label, const std::string& text,
+                            std::uint32_t answer, std::optional<std::string> option) {
+    auto* prompt = new PromptW(this, title, label, text, answer, std::move(option));
+    prompt->Field()->setValidator(new FieldLimit(prompt->Field()));
+    prompt->show();
+}
+
+// ---- Sessions ----
+
+void TalismanWindow::Connect() {
+    if (form_.host->text().isEmpty()) {
+        Alert::Go("Please enter a Host name.");
+        return;
+    }
+    if (form_.login->text().isEmpty()) {
+        Alert::Go("Please enter a Username.");
+        return;
+    }
+    StartingFTP();
+}
+
+// The window is made on the GUI thread, as every window must be; the log-on runs on the
+// session's own worker, so nothing here waits for the network.
+FTPWindow* TalismanWindow::StartingFTP() {
+    SessionStart::HostField target = SessionStart::SplitHostField(Text(form_.host));
+    if (target.host.empty()) {
+        Alert::Go("Enter a server name please");
+        return nullptr;
+    }
+    std::string user = Text(form_.login);
+    sessionCounter_ += 1000;
+    auto* window =
+        new FTPWindow(QRect(60, 60, 460, 525), SessionStart::Title(target.host, user), target.host,
+                      user, Text(form_.password), fontFamily_.value_or(""), fontStyle_.value_or(""),
+                      form_.fontSize->text().toInt(), sessionCounter_, passive_, application_);
+    window->show();
+    if (application_ != nullptr) {
+        application_->PostMessage(Message(FourCC("AddW")).AddPointer("this", window));
+    }
+    FTPWindow::LogOn logOn;
+    logOn.startPath = target.startPath;
+    logOn.localDirectory = Text(form_.localDirectory);
+    logOn.hostDirectory = Text(form_.hostDirectory);
+    logOn.port = Text(form_.port);
+    logOn.firewall = form_.useFirewall->isChecked();
+    logOn.firewallHost = Text(form_.firewallHost);
+    logOn.firewallUser = Text(form_.firewallLogin);
+    logOn.firewallPassword = Text(form_.firewallPassword);
+    logOn.firewallPort = Text(form_.firewallPort);
+    logOn.firewallCommand = BuildFireWallCommand();
+    window->Init(std::move(logOn));
+    return window;
+}
+
+void TalismanWindow::SaveQuickLaunch() {
+    QString name = currentFormName_.empty() ? QString("NewConnection")
+                                            : QString::fromStdString(currentFormName_);
+    QString path = QFileDialog::getSaveFileName(this, tr("Save form as a Quick-Launch file"), name);
+    if (path.isEmpty()) {
+        return;
+    }
+    QuickLaunch::Write(path.toStdString(),
+                       {Text(form_.host), Text(form_.login), Text(form_.password),
+                        Text(form_.localDirectory), Text(form_.hostDirectory), Text(form_.port)});
+}
+
+void TalismanWindow::closeEvent(QCloseEvent* event) {
+    GenerateGlobal();
+    Save();
+    event->accept();
+    if (application_ != nullptr) {
+        application_->PostMessage(Message(kQuitRequested));
+    }
+}

@@ -1,0 +1,113 @@
+#pragma once
+
+#include <QMainWindow>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ConfigManager.h"
+#include "MessageHandler.h"
+#include "TalismanLayout.h"
+
+class FTPWindow;
+
+// The main window: the connection form, the saved forms, the firewall parameters and the font of
+// the session windows' lists. It owns the settings and is the only writer of the settings file.
+class TalismanWindow : public QMainWindow, public MessageHandler {
+    Q_OBJECT
+
+public:
+    static constexpr const char* kTitle = "Marlowen Tarvik\u2122 v2.4 ";
+
+    enum Code : std::uint32_t {
+        kConnect = 1,
+        kConnectSelected = 2,
+        kEmptyHost = 4,
+        kEmptyUser = 5,
+        kEmptyPassword = 6,
+        kReload = 10,
+        kForward7 = 11,
+        kAskSaveAs = 12,
+        kSaveAs = 13,
+        kErase = 14,
+        kAnonymous = 15,
+        kAskRename = 18,
+        kRename = 19,
+        kLoadSelected = 20,
+        kLoadFirst = 22,
+        kSaveInPlace = 23,
+        kDelete = 24,
+        kAskMirror = 25,
+        kAddMirror = 26,
+        kDeleteMirror = 27,
+        kTogglePassive = 28,
+        kMainServer = 29,
+        kChooseMirror = 30,
+        kFirewallChecked = 33,
+        kFontChosen = 35,
+        kSaveQuickLaunch = 40,
+    };
+
+    // `settingsPath` empty: the user's settings file. `application` receives 5, 7, 'AddW' and
+    // the session windows' messages.
+    explicit TalismanWindow(MessageHandler* application, const std::string& settingsPath = {});
+    ~TalismanWindow() override;
+
+    void MessageReceived(const Message& message) override;
+
+    // The form's parts, for the application and the tests.
+    const TalismanLayout::Widgets& Form() const { return form_; }
+    ConfigManager& Settings() { return *settings_; }
+    int SessionCounter() const { return sessionCounter_; }
+    const std::string& CurrentFormName() const { return currentFormName_; }
+    // The expanded firewall command for the form as it stands.
+    std::string BuildFireWallCommand() const;
+    // Starts a session from the form; the new window, or null after an alert.
+    FTPWindow* StartingFTP();
+
+protected:
+    void closeEvent(class QCloseEvent* event) override;
+
+private:
+    void Reload();
+    void LoadSelected();
+    void LoadInit(const std::optional<std::string>& name);
+    void ApplyGlobal();
+    std::unique_ptr<Record_tag> AddEntry(const std::string& name);
+    void GenerateGlobal();
+    void SaveAs(const std::string& name);
+    void SaveInPlace();
+    void Rename(const std::string& oldName, const std::string& newName);
+    void Delete();
+    void AddMirror(const std::string& name);
+    void DeleteMirror();
+    void ChooseMirror(const std::string& name);
+    void MainServer();
+    void ClearFields();
+    void GUICheck();
+    void FontSelected(bool fromMenu);
+    void EraseMirrorMenu();
+    void FillMirrorMenu(const std::vector<std::optional<std::string>>& mirrors);
+    QAction* AddMirrorItem(const std::string& name, int position);
+    void Connect();
+    void SaveQuickLaunch();
+    std::optional<std::string> WhichIsSelected() const;
+    void Prompt(const char* title, const char* label, const std::string& text, std::uint32_t answer,
+                std::optional<std::string> option = std::nullopt);
+    void SetConnectFrameLabel();
+    void Save();
+
+    MessageHandler* application_;
+    std::unique_ptr<ConfigManager> settings_;
+    TalismanLayout::Widgets form_;
+    std::string currentFormName_;
+    std::string mainServer_;
+    int passive_ = 0;
+    int sessionCounter_ = 5000;
+    std::optional<std::string> fontFamily_;
+    std::optional<std::string> fontStyle_;
+    bool fontChanged_ = false;
+};

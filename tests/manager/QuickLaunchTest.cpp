@@ -1,0 +1,51 @@
+#include "QuickLaunch.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "TempDir.h"
+
+namespace {
+
+std::string Line(const std::string& text) {
+    std::uint32_t length = static_cast<std::uint32_t>(text.size() + 1);
+    std::string bytes{static_cast<char>(length & 0xFF), static_cast<char>((length >> 8) & 0xFF),
+                      static_cast<char>((length >> 16) & 0xFF), static_cast<char>(length >> 24)};
+    return bytes + text + '\0';
+}
+
+TEST(QuickLaunchTest, WritesSevenLinesAndReadsThemBack) {
+    TempDir folder;
+    std::string path = (folder / "work.tql").string();
+    QuickLaunch::Form form{"ftp.example.org/pub", "alice", "s3cret", "/home/a/", "/pub", "2121"};
+    ASSERT_TRUE(QuickLaunch::Write(path, form));
+    EXPECT_EQ(TempDir::Read(path), Line("TarvikQuick-Launch") + Line("ftp.example.org/pub") +
+                                       Line("alice") + Line("s3cret") + Line("/home/a/") +
+                                       Line("/pub") + Line("2121"));
+    struct stat info {};
+    ASSERT_EQ(stat(path.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);  // it holds a password
+    auto read = QuickLaunch::Read(path);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->host, form.host);
+    EXPECT_EQ(read->port, form.port);
+}
+
+TEST(QuickLaunchTest, ForeignOrTruncatedFiles) {
+    TempDir folder;
+    EXPECT_FALSE(QuickLaunch::Read((folder / "missing").string()));
+    EXPECT_FALSE(QuickLaunch::Read(folder.Write("foreign", Line("SomethingElse")).string()));
+    std::string zero(4, '\0');
+    EXPECT_FALSE(QuickLaunch::Read(folder.Write("zero", zero).string()));
+    std::string huge = "\x01\x14\x00\x00";  // 5121: one beyond the longest line
+    EXPECT_FALSE(QuickLaunch::Read(folder.Write("huge", huge + std::string(5121, 'x')).string()));
+    // A later line out of range, or a file cut short, leaves the field empty.
+    auto partial = QuickLaunch::Read(
+        folder.Write("partial", Line("TarvikQuick-Launch") + Line("host") + zero).string());
+    ASSERT_TRUE(partial);
+    EXPECT_EQ(partial->host, "host");
+    EXPECT_EQ(partial->user, "");
+    EXPECT_EQ(partial->port, "");
+}
+
+}  // namespace
