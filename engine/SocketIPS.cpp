@@ -267,7 +267,9 @@ int SocketIPS::SendData(const char* bytes, int length) {
 }
 
 int SocketIPS::FailSend(bool interrupted) {
-    // A stop asked by the user is not an error worth an alert.
+    // A stop asked by the user is not an error worth an alert, nor is what fails after it on the
+    // connection that the stop ended.
+    interrupted = interrupted || (interrupter_ && interrupter_->IsTriggered());
     if (!interrupted) {
         AlertHook::Raise(kSendAlert);
     }
