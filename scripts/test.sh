@@ -21,4 +21,4 @@ run_preset() {
 
 run_preset debug
 run_preset asan -L 'unit|server'
-run_preset tsan -L 'unit|server'
+run_preset tsan -L 'unit|server|threads'
