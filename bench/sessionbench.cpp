@@ -78,6 +78,10 @@ int main(int argc, char** argv) {
                       "Tarvik Transfer  Host: " + url->host + " Login: " + url->user + " ",
                       url->host, url->user, url->password, "", "", 0, 6000, passive);
     window->show();
+    // The first paint of a new window (fonts, icon theme) is start-up, not listing: let it pass.
+    QElapsedTimer settle;
+    settle.start();
+    TimeUntil([&settle] { return settle.elapsed() > 500; });
     StallMeter stalls;
     FTPWindow::LogOn logOn;
     logOn.port = url->port;

@@ -60,9 +60,15 @@ void TalismanApplication::OpenQuickLaunchFiles(const std::vector<std::string>& p
     }
 }
 
+// Ends the program at once: QApplication::quit() would first ask every window to close, and a
+// session's status and log windows decline.
+void TalismanApplication::Quit() {
+    QCoreApplication::exit(0);
+}
+
 void TalismanApplication::BringMainWindowBack() {
     if (!main_) {
-        QApplication::quit();
+        Quit();
         return;
     }
     main_->show();
@@ -116,7 +122,7 @@ void TalismanApplication::MessageReceived(const Message& message) {
             break;
         case FourCC("open"):
             if (!main_) {
-                QApplication::quit();
+                Quit();
                 break;
             }
             for (auto [field, widget] : {std::pair{"Server", main_->Form().host},
@@ -135,7 +141,7 @@ void TalismanApplication::MessageReceived(const Message& message) {
             ShowAbout();
             break;
         case kQuitRequested:
-            QApplication::quit();
+            Quit();
             break;
         default:
             break;

@@ -38,6 +38,7 @@ public:
 
 private:
     void BringMainWindowBack();
+    void Quit();
     void OpenQuickLaunchFiles(const std::vector<std::string>& paths);
     void ShowAbout();
 

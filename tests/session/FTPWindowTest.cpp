@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <QKeyEvent>
+#include <QMenu>
 #include <QPointer>
 #include <QTest>
 
@@ -161,6 +162,11 @@ TEST_F(FTPWindowTest, DirectoryEnteredAgainComesFromTheCache) {
     EXPECT_EQ(window->HostPath(), "/pub");
     EXPECT_TRUE(Holds(window->HostFiles(), "readme.txt", EntryStringItem::File));
     EXPECT_EQ(window->HostLabel()->FullText().toStdString(), " Host: /pub/");
+    // One history item per directory visited, each leading back to it.
+    QList<QAction*> history = window->Bar()->HistoryMenu()->actions();
+    ASSERT_EQ(history.size(), 2);
+    EXPECT_EQ(history[0]->text(), "/");
+    EXPECT_EQ(history[1]->text(), "/pub");
     // The Full Listing shows the cached lines too.
     auto lines = window->FullListing()->Lines();
     EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const EntryStringItem& line) {
@@ -311,6 +317,30 @@ TEST_F(FTPWindowPeerTest, StopEndsAListingFromASilentServer) {
     EXPECT_EQ(window->HostLabel()->FullText().toStdString(), "Not available.");
     window->PostMessage(Message(FTPWindow::kQuickLogout));
     EXPECT_TRUE(WaitUntil([&] { return window.isNull(); }, 5s));
+    EXPECT_TRUE(alerts.Texts().empty());
+}
+
+TEST_F(FTPWindowPeerTest, ClosingWhileAWorkerWaitsOnASilentServerEndsAtOnce) {
+    peer.Reply("220 hi")
+        .Expect("USER bob")
+        .Reply("331 pw")
+        .Expect("PASS secret")
+        .Reply("230 in")
+        .Expect("MODE S")
+        .Reply("200 ok")
+        .Expect("PASV")
+        .Passive()
+        .Expect("LIST")
+        .Silence();
+    FTPWindow::LogOn logOn;
+    logOn.port = std::to_string(peer.Port());
+    QPointer<FTPWindow> window = Start(logOn);
+    ASSERT_TRUE(WaitUntil([&] { return peer.Received().find("LIST") != std::string::npos; }, 10s));
+    EXPECT_EQ(window->ThreadsRunning(), 1);
+    auto closed = std::chrono::steady_clock::now();
+    window->PostMessage(Message(FTPWindow::kQuickLogout));
+    ASSERT_TRUE(WaitUntil([&] { return window.isNull(); }, 5s));
+    EXPECT_LT(std::chrono::steady_clock::now() - closed, 1s);
     EXPECT_TRUE(alerts.Texts().empty());
 }
 
