@@ -41,7 +41,9 @@ TalismanWindow::TalismanWindow(MessageHandler* application, const std::string& s
     : MessageHandler(this), application_(application) {
     setWindowTitle(QString::fromUtf8(kTitle));
     form_ = TalismanLayout::Build(this, this, application);
-    ConfigManager::CreateSettingsFolder();
+    if (settingsPath.empty()) {
+        ConfigManager::CreateSettingsFolder();
+    }
     settings_ = std::make_unique<ConfigManager>(settingsPath.empty() ? ConfigManager::SettingsFile()
                                                                      : settingsPath);
     form_.mainServer->setEnabled(false);

@@ -77,7 +77,9 @@ FTPWindow::FTPWindow(QRect frame, const std::string& title, const std::string& h
     fullListing_ = new DirWindow(this);
     log_ = new LogWindow("FTP Log: " + host, this);
     status_ = new StatusWindow(this);
-    localDirectory_ = LocalListing::Resolve(std::filesystem::current_path().string(), nullptr);
+    std::error_code error;
+    std::filesystem::path start = std::filesystem::current_path(error);
+    localDirectory_ = LocalListing::Resolve(error ? "/" : start.string(), nullptr);
 }
 
 FTPWindow::~FTPWindow() = default;

@@ -207,7 +207,7 @@ private:
 
     // GUI-thread state.
     bool busy_ = false;
-    bool closing_ = false;
+    std::atomic<bool> closing_{false};
     std::atomic<bool> quickQuit_{false};
     std::atomic<bool> connected_{false};
     std::atomic<bool> loggingOn_{false};

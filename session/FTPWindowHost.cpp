@@ -83,10 +83,11 @@ int FTPWindow::Logon(const LogOn& logOn) {
                                 : ftp_->Init(host_.c_str(), logOn.port.c_str(), login_.c_str(),
                                              password_.c_str(), status_);
     if (result != 0) {
-        if (!logOn.firewall) {
+        // A log-on stopped by closing the window needs no word.
+        if (!logOn.firewall && !closing_) {
             Alert::Go(kHostUnreachable);
-            quickQuit_ = true;
         }
+        quickQuit_ = quickQuit_ || !logOn.firewall;
         loggingOn_ = false;
         RemoteEnd();
         PostMessage(Message(kQuitRequested));
@@ -122,7 +123,9 @@ int FTPWindow::LogOnThroughFirewall(FTPcommand& command, const LogOn& logOn, boo
     StatusMonitor* status = session ? status_ : nullptr;
     if (command.Init(logOn.firewallHost.c_str(), logOn.firewallPort.c_str(), nullptr, nullptr,
                      nullptr) != 0) {
-        Alert::Go(kFirewallUnreachable);
+        if (!closing_) {
+            Alert::Go(kFirewallUnreachable);
+        }
         if (session) {
             quickQuit_ = true;
         }
@@ -145,7 +148,9 @@ int FTPWindow::LogOnThroughFirewall(FTPcommand& command, const LogOn& logOn, boo
         }
     }
     if (command.Init(nullptr, nullptr, login.c_str(), password_.c_str(), status) != 0) {
-        Alert::Go(kHostUnreachable);
+        if (!closing_) {
+            Alert::Go(kHostUnreachable);
+        }
         return 1;
     }
     return 0;
