@@ -5,7 +5,7 @@
 #include <QMenuBar>
 #include <QVBoxLayout>
 
-#include "CrossThread.h"
+#include "BatchedList.h"
 #include "EntryListModel.h"
 
 namespace {
@@ -23,7 +23,8 @@ LogWindow::LogWindow(const std::string& title, MessageHandler* owner)
       owner_(owner),
       menuBar_(new QMenuBar(this)),
       list_(new QListView(this)),
-      lines_(new EntryListModel(this)) {
+      lines_(new EntryListModel(this)),
+      feed_(new BatchedList(list_, lines_, kBatchDelay)) {
     setObjectName(QStringLiteral("LogWindow"));
     setWindowTitle(QString::fromStdString(title));
     setMinimumSize(kMinimumSize);
@@ -45,10 +46,6 @@ LogWindow::LogWindow(const std::string& title, MessageHandler* owner)
     layout->setSpacing(0);
     layout->setMenuBar(menuBar_);
     layout->addWidget(list_);
-
-    batch_.setSingleShot(true);
-    batch_.setInterval(kBatchDelay);
-    connect(&batch_, &QTimer::timeout, this, &LogWindow::ShowPendingLines);
 }
 
 LogWindow::~LogWindow() = default;
@@ -66,48 +63,13 @@ void LogWindow::BuildMenu() {
 }
 
 void LogWindow::AddLine(const std::string& line) {
-    EntryStringItem item;
-    item.text = line;
-    {
-        std::lock_guard lock(pendingMutex_);
-        pending_.push_back(std::move(item));
-    }
-    // Only the first line after a batch has been shown schedules the next batch.
-    if (!batchPending_.exchange(true)) {
-        Post(this, [this] { batch_.start(); });
-    }
+    feed_->Add(EntryStringItem{line, EntryStringItem::File, {}, 0});
 }
 
 void LogWindow::AddLine(const char* line) {
     if (line != nullptr) {
         AddLine(std::string(line));
     }
-}
-
-void LogWindow::ShowPendingLines() {
-    batchPending_ = false;
-    std::vector<EntryStringItem> batch;
-    {
-        std::lock_guard lock(pendingMutex_);
-        batch.swap(pending_);
-    }
-    if (batch.empty()) {
-        return;
-    }
-    lines_->Append(std::move(batch));
-    const QModelIndex last = lines_->index(lines_->rowCount() - 1);
-    list_->setCurrentIndex(last);
-    list_->scrollTo(last);
-}
-
-void LogWindow::Clear() {
-    {
-        // Lines still on their way were added before the user asked: they go too.
-        std::lock_guard lock(pendingMutex_);
-        pending_.clear();
-    }
-    list_->clearSelection();
-    lines_->Clear();
 }
 
 int LogWindow::LineCount() const {
@@ -120,7 +82,8 @@ std::string LogWindow::LineAt(int row) const {
 
 void LogWindow::MessageReceived(const Message& message) {
     if (message.what == kClearLog) {
-        Clear();
+        // Lines still on their way were added before the user asked: they go too.
+        feed_->Clear();
     }
 }
 

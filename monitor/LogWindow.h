@@ -1,17 +1,14 @@
 #pragma once
 
-#include <QTimer>
 #include <QWidget>
 
-#include <atomic>
-#include <mutex>
 #include <string>
-#include <vector>
 
 #include "EntryStringItem.h"
 #include "LogMonitor.h"
 #include "MessageHandler.h"
 
+class BatchedList;
 class EntryListModel;
 class QListView;
 class QMenuBar;
@@ -49,16 +46,11 @@ protected:
 
 private:
     void BuildMenu();
-    void ShowPendingLines();
-    void Clear();
 
     MessageHandler* owner_;
     QMenuBar* menuBar_;
     QListView* list_;
     EntryListModel* lines_;
-    QTimer batch_;
-    std::mutex pendingMutex_;
-    std::vector<EntryStringItem> pending_;
-    std::atomic<bool> batchPending_{false};
+    BatchedList* feed_;
     bool quitAllowed_ = false;
 };

@@ -4,19 +4,20 @@
 #include <QMenuBar>
 #include <QVBoxLayout>
 
-#include "CrossThread.h"
+#include "BatchedList.h"
 #include "EntryListModel.h"
 #include "LPBListView.h"
 
 namespace {
-constexpr int kBatchMilliseconds = 50;
+constexpr std::chrono::milliseconds kBatch(50);
 }
 
 DirWindow::DirWindow(MessageHandler* owner)
     : QWidget(owner != nullptr ? owner->Widget() : nullptr, Qt::Window),
       MessageHandler(this),
       owner_(owner),
-      list_(new LPBListView("listeREPFILE", false, this)) {
+      list_(new LPBListView("listeREPFILE", false, this)),
+      feed_(new BatchedList(list_, list_->Model(), kBatch)) {
     setWindowTitle(tr("Full Listing"));
     resize(650, 450);
     auto* menuBar = new QMenuBar(this);
@@ -30,70 +31,27 @@ DirWindow::DirWindow(MessageHandler* owner)
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setMenuBar(menuBar);
     layout->addWidget(list_);
-    batch_.setSingleShot(true);
-    batch_.setInterval(kBatchMilliseconds);
-    connect(&batch_, &QTimer::timeout, this, &DirWindow::ShowPending);
 }
 
 void DirWindow::Clear() {
-    {
-        std::lock_guard lock(pendingMutex_);
-        pending_.clear();
-        clearPending_ = true;
-    }
-    ScheduleBatch();
+    feed_->ClearSoon();
 }
 
 void DirWindow::AddLine(const EntryStringItem& line) {
-    {
-        std::lock_guard lock(pendingMutex_);
-        pending_.push_back(line);
-    }
-    ScheduleBatch();
+    feed_->Add(line);
 }
 
 void DirWindow::ShowLast() {
     // Every batch ends on its newest line.
 }
 
-void DirWindow::ScheduleBatch() {
-    if (!batchScheduled_.exchange(true)) {
-        Post(this, [this] { batch_.start(); });
-    }
-}
-
-void DirWindow::ShowPending() {
-    batchScheduled_ = false;
-    std::vector<EntryStringItem> lines;
-    bool clear = false;
-    {
-        std::lock_guard lock(pendingMutex_);
-        lines.swap(pending_);
-        clear = std::exchange(clearPending_, false);
-    }
-    if (clear) {
-        list_->Model()->Clear();
-    }
-    if (lines.empty()) {
-        return;
-    }
-    list_->Model()->Append(std::move(lines));
-    QModelIndex last = list_->Model()->index(list_->Model()->rowCount() - 1);
-    list_->selectionModel()->setCurrentIndex(last, QItemSelectionModel::ClearAndSelect);
-    list_->scrollTo(last);
-}
-
 void DirWindow::SetLines(std::vector<EntryStringItem> lines) {
-    {
-        std::lock_guard lock(pendingMutex_);
-        pending_.clear();
-        clearPending_ = false;
-    }
+    feed_->Clear();
     list_->SetItems(std::move(lines));
 }
 
 std::vector<EntryStringItem> DirWindow::Lines() {
-    ShowPending();
+    feed_->Flush();
     return list_->Items();
 }
 

@@ -1,16 +1,14 @@
 #pragma once
 
-#include <QTimer>
 #include <QWidget>
 
-#include <atomic>
-#include <mutex>
 #include <vector>
 
 #include "EntryStringItem.h"
 #include "ListingMonitor.h"
 #include "MessageHandler.h"
 
+class BatchedList;
 class LPBListView;
 
 // "Full Listing": the raw lines of the last host listing, as they arrive. Lines may be added from
@@ -41,15 +39,8 @@ protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
-    void ScheduleBatch();
-    void ShowPending();
-
     MessageHandler* owner_;
     LPBListView* list_;
-    QTimer batch_;
-    std::mutex pendingMutex_;
-    bool clearPending_ = false;
-    std::vector<EntryStringItem> pending_;
-    std::atomic<bool> batchScheduled_{false};
+    BatchedList* feed_;
     bool mayQuit_ = false;
 };

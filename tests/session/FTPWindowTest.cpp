@@ -279,6 +279,20 @@ class FTPWindowPeerTest : public ::testing::Test {
 protected:
     void SetUp() override { Alert::InstallEngineHook(); }
 
+    // The log-on of "bob", then the first listing's LIST: the test says what answers it.
+    ScriptedPeer& LogOnAndList() {
+        return peer.Reply("220 hi")
+            .Expect("USER bob")
+            .Reply("331 pw")
+            .Expect("PASS secret")
+            .Reply("230 in")
+            .Expect("MODE S")
+            .Reply("200 ok")
+            .Expect("PASV")
+            .Passive()
+            .Expect("LIST");
+    }
+
     QPointer<FTPWindow> Start(FTPWindow::LogOn logOn) {
         peer.Start();
         auto* window = new FTPWindow(QRect(60, 60, 460, 525), "t", "127.0.0.1", "bob", "secret", "",
@@ -292,18 +306,7 @@ protected:
 };
 
 TEST_F(FTPWindowPeerTest, StopEndsAListingFromASilentServer) {
-    peer.Reply("220 hi")
-        .Expect("USER bob")
-        .Reply("331 pw")
-        .Expect("PASS secret")
-        .Reply("230 in")
-        .Expect("MODE S")
-        .Reply("200 ok")
-        .Expect("PASV")
-        .Passive()
-        .Expect("LIST")
-        .Reply("150 here it comes")
-        .Silence();
+    LogOnAndList().Reply("150 here it comes").Silence();
     FTPWindow::LogOn logOn;
     logOn.port = std::to_string(peer.Port());
     QPointer<FTPWindow> window = Start(logOn);
@@ -321,17 +324,7 @@ TEST_F(FTPWindowPeerTest, StopEndsAListingFromASilentServer) {
 }
 
 TEST_F(FTPWindowPeerTest, ClosingWhileAWorkerWaitsOnASilentServerEndsAtOnce) {
-    peer.Reply("220 hi")
-        .Expect("USER bob")
-        .Reply("331 pw")
-        .Expect("PASS secret")
-        .Reply("230 in")
-        .Expect("MODE S")
-        .Reply("200 ok")
-        .Expect("PASV")
-        .Passive()
-        .Expect("LIST")
-        .Silence();
+    LogOnAndList().Silence();
     FTPWindow::LogOn logOn;
     logOn.port = std::to_string(peer.Port());
     QPointer<FTPWindow> window = Start(logOn);
