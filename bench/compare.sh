@@ -88,7 +88,13 @@ time_it() {
 }
 
 lftp_do() { lftp -p "$port" -u anonymous, -e "set xfer:clobber on; set cmd:fail-exit yes; $1; quit" 127.0.0.1; }
-fresh() { rm -f "$out"/* "$root/pub/up"/*; sync; }
+# Between runs: no output left, everything on disk, and a pause for the system to settle (this
+# machine hands freed memory back to its host, and the next run would pay for getting it back).
+fresh() {
+    rm -f "$out"/* "$root/pub/up"/*
+    sync
+    sleep 2
+}
 
 # Each case runs its tools in an order that rotates from round to round, so that no tool always
 # follows the same neighbour.

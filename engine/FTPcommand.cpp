@@ -32,7 +32,8 @@ constexpr int kFirstUnprivilegedPort = 1024;
 constexpr int kLastPort = 65535;
 // Far larger than the old 8192-byte blocks: fast links move much more per system call.
 constexpr std::size_t kReceiveBlock = 1024 * 1024;
-constexpr std::size_t kSendBlock = 1024 * 1024;
+// Measured against sendfile on loopback: plain reads and sends of this size were as fast or faster.
+constexpr std::size_t kSendBlock = 256 * 1024;
 constexpr std::size_t kAsciiBlock = 64 * 1024;
 constexpr std::uint32_t kListingColour = 0x000064FF;
 constexpr const char* kTemporaryFolder = "/var/tmp/";
@@ -631,23 +632,23 @@ int FTPcommand::SendFile(bool ascii, const char* name, const char* localDirector
 }
 
 FTPcommand::PumpEnd FTPcommand::PumpFromFile(LocalFile& file, StatusMonitor* status) {
+    std::vector<char> block(kSendBlock);
     long long size = transferTotal_;
     for (long long sent = 0; sent < size;) {
+        ssize_t got = file.Read(block.data(), block.size());
+        if (got <= 0) {
+            break;  // the file shrank meanwhile
+        }
         if (stop_) {
             return PumpEnd::Stopped;
         }
-        std::size_t chunk = static_cast<std::size_t>(std::min<long long>(kSendBlock, size - sent));
-        long long moved = data_->SendFile(file.Fd(), sent, chunk);
-        if (moved == 0) {
-            return PumpEnd::Done;  // the file shrank meanwhile
-        }
-        if (moved < 0) {
+        if (data_->SendData(block.data(), static_cast<int>(got)) != 0) {
             return stop_ ? PumpEnd::Stopped : PumpEnd::SendFailed;
         }
-        sent += moved;
-        transferDone_ += moved;
+        sent += got;
+        transferDone_ += got;
         if (status != nullptr) {
-            status->SetNbOctet(static_cast<int>(moved));
+            status->SetNbOctet(static_cast<int>(got));
         }
     }
     return PumpEnd::Done;

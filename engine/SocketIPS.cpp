@@ -6,7 +6,6 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/sendfile.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -300,28 +299,6 @@ bool SocketIPS::SendAll(const char* bytes, std::size_t length, bool* interrupted
         return false;
     }
     return true;
-}
-
-long long SocketIPS::SendFile(int fileFd, long long offset, std::size_t count) {
-    off_t position = static_cast<off_t>(offset);
-    while (true) {
-        if (closed_ || fd_ < 0) {
-            FailSend(false);
-            return -1;
-        }
-        ssize_t sent = sendfile(fd_, fileFd, &position, count);
-        if (sent >= 0) {
-            return sent;
-        }
-        if (errno == EINTR) {
-            continue;
-        }
-        Wait wait = errno == EAGAIN ? WaitFor(POLLOUT) : Wait::Failed;
-        if (wait != Wait::Ready) {
-            FailSend(wait == Wait::Interrupted);
-            return -1;
-        }
-    }
 }
 
 bool SocketIPS::OpenPipe() {

@@ -46,10 +46,6 @@ public:
     int SendC(char byte);
     int SendData(const char* bytes, int length);
 
-    // Up to `count` bytes of a local file from `offset` on, in the kernel (sendfile): the bytes
-    // sent, 0 at the end of the file, -1 on failure (with the send alert unless interrupted).
-    long long SendFile(int fileFd, long long offset, std::size_t count);
-
     // Moves up to `count` received bytes into a local file without copying them through user
     // space where the system allows it (splice). Returns the bytes written, 0 at the end of data,
     // -1 on a receive failure (with the receive alert unless interrupted) and -2 when the file
