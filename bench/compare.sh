@@ -7,6 +7,7 @@
 # is compared with curl's NLST (--list-only) and lftp's cls.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+source bench/vsftpd.sh
 
 rounds=${1:-5}
 ftpxfer=${FTPXFER:-$PWD/build/release/bench/ftpxfer}
@@ -22,31 +23,9 @@ cleanup() {
 trap cleanup EXIT
 
 root=$work/root
-mkdir -p "$root/pub/up" "$root/list" "$work/empty" "$work/out"
+mkdir -p "$root/pub/up" "$root/list" "$work/out"
 chmod 755 "$work" "$root" "$root/list"
 chmod 777 "$root/pub" "$root/pub/up"
-port=$(/usr/bin/python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
-cat >"$work/vsftpd.conf" <<CONF
-listen=YES
-listen_ipv6=NO
-listen_address=127.0.0.1
-listen_port=$port
-background=NO
-anonymous_enable=YES
-local_enable=NO
-write_enable=YES
-anon_upload_enable=YES
-anon_other_write_enable=YES
-anon_umask=022
-no_anon_password=YES
-seccomp_sandbox=NO
-anon_root=$root
-secure_chroot_dir=$work/empty
-ascii_upload_enable=YES
-ascii_download_enable=YES
-$( [ "$(id -u)" -ne 0 ] && echo run_as_launching_user=YES )
-CONF
-
 echo "Preparing files in $work ..."
 head -c 1073741824 /dev/urandom >"$root/pub/big.bin"
 /usr/bin/python3 - "$root/pub/text.txt" "$root/list" <<'PY'
@@ -60,14 +39,9 @@ PY
 cp "$root/pub/big.bin" "$work/big.bin"
 cp "$root/pub/text.txt" "$work/text.txt"
 
-/usr/sbin/vsftpd "$work/vsftpd.conf" &
-server_pid=$!
-for _ in $(seq 50); do
-    (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null && break
-    sleep 0.1
-done
+start_vsftpd "$work" "$root"
 
-url=ftp://127.0.0.1:$port
+url=ftp://127.0.0.1:$server_port
 out=$work/out
 results=$work/results
 : >"$results"
@@ -87,7 +61,7 @@ time_it() {
     echo "$case $tool $start $end" >>"$results"
 }
 
-lftp_do() { lftp -p "$port" -u anonymous, -e "set xfer:clobber on; set cmd:fail-exit yes; $1; quit" 127.0.0.1; }
+lftp_do() { lftp -p "$server_port" -u anonymous, -e "set xfer:clobber on; set cmd:fail-exit yes; $1; quit" 127.0.0.1; }
 # Between runs: no output left, everything on disk, and a pause for the system to settle (this
 # machine hands freed memory back to its host, and the next run would pay for getting it back).
 fresh() {

@@ -61,7 +61,17 @@ void StatusBar::SetText(const std::string& text) {
         std::lock_guard lock(textMutex_);
         text_ = text;
     }
-    Post(this, [this] { update(); });
+    ScheduleRedraw();
+}
+
+// A listing sets the text for every line it reads: one redraw for a burst of them.
+void StatusBar::ScheduleRedraw() {
+    if (!redrawPending_.exchange(true)) {
+        Post(this, [this] {
+            redrawPending_ = false;
+            update();
+        });
+    }
 }
 
 void StatusBar::SetText(const char* text) {
@@ -73,7 +83,7 @@ void StatusBar::SetText(const char* text) {
         std::lock_guard lock(textMutex_);
         text_.reset();
     }
-    Post(this, [this] { update(); });
+    ScheduleRedraw();
 }
 
 std::string StatusBar::Text() const {

@@ -2,6 +2,7 @@
 
 #include <QWidget>
 
+#include <atomic>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -47,12 +48,14 @@ private:
     std::optional<std::string> TextIfAny() const;
     void AddEntryNow(const std::string& directory);
     void FollowOwner();
+    void ScheduleRedraw();
     void DrawTriangle(QPainter& painter, bool pressed) const;
 
     MessageHandler* owner_;
     QMenu* menu_;
     QActionGroup* choices_;
     mutable std::mutex textMutex_;
+    std::atomic<bool> redrawPending_{false};
     std::optional<std::string> text_;
     bool pressed_ = false;
 };
