@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QTimer>
 #include <QUrl>
 
 #include <algorithm>
@@ -14,6 +15,10 @@
 #include "MessageCodes.h"
 #include "QuickLaunch.h"
 #include "TalismanWindow.h"
+
+namespace {
+constexpr std::chrono::seconds kQuitGrace(10);
+}
 
 TalismanApplication::TalismanApplication(const std::string& settingsPath)
     : MessageHandler(this), main_(new TalismanWindow(this, settingsPath)) {
@@ -60,10 +65,26 @@ void TalismanApplication::OpenQuickLaunchFiles(const std::vector<std::string>& p
     }
 }
 
-// Ends the program at once: QApplication::quit() would first ask every window to close, and a
-// session's status and log windows decline.
+// Closes every session (each stops its connection and deletes itself once its workers have
+// ended), then ends the program. QApplication::quit() would not do: it asks every window to close
+// and a session's status and log windows decline.
 void TalismanApplication::Quit() {
-    QCoreApplication::exit(0);
+    quitting_ = true;
+    std::erase_if(alive_, [](const QPointer<FTPWindow>& window) { return window.isNull(); });
+    for (const QPointer<FTPWindow>& window : alive_) {
+        window->PostMessage(Message(FTPWindow::kQuickLogout));
+    }
+    ExitWhenSessionsAreGone();
+    // A session that cannot end (a server that never lets go) does not keep the program alive.
+    QTimer::singleShot(kQuitGrace, [] { QCoreApplication::exit(0); });
+}
+
+void TalismanApplication::ExitWhenSessionsAreGone() {
+    bool gone = std::all_of(alive_.begin(), alive_.end(),
+                            [](const QPointer<FTPWindow>& window) { return window.isNull(); });
+    if (quitting_ && gone) {
+        QCoreApplication::exit(0);
+    }
 }
 
 void TalismanApplication::BringMainWindowBack() {
@@ -102,13 +123,19 @@ void TalismanApplication::MessageReceived(const Message& message) {
             break;
         case FourCC("AddW"):
             if (auto window = message.FindPointer("this")) {
-                sessions_.push_back(static_cast<FTPWindow*>(*window));
+                auto* session = static_cast<FTPWindow*>(*window);
+                sessions_.push_back(session);
+                alive_.emplace_back(session);
+                connect(session, &QObject::destroyed, this, [this] {
+                    // The pointer is cleared only after this signal: look again once it is.
+                    QTimer::singleShot(0, this, [this] { ExitWhenSessionsAreGone(); });
+                });
             }
             break;
         case FourCC("EndW"):
             if (auto window = message.FindPointer("this")) {
                 std::erase(sessions_, static_cast<FTPWindow*>(*window));
-                if (sessions_.empty()) {
+                if (sessions_.empty() && !quitting_) {
                     BringMainWindowBack();
                 }
             }

@@ -35,14 +35,19 @@ public:
 
     TalismanWindow* MainWindow() const { return main_.data(); }
     const std::vector<FTPWindow*>& Sessions() const { return sessions_; }
+    bool IsQuitting() const { return quitting_; }
 
 private:
     void BringMainWindowBack();
     void Quit();
+    void ExitWhenSessionsAreGone();
     void OpenQuickLaunchFiles(const std::vector<std::string>& paths);
     void ShowAbout();
 
     QPointer<TalismanWindow> main_;
     std::vector<FTPWindow*> sessions_;
+    // Every session window made, until it is deleted: the program ends only once they are gone.
+    std::vector<QPointer<FTPWindow>> alive_;
     bool showOnReady_ = true;
+    bool quitting_ = false;
 };

@@ -312,3 +312,24 @@ TEST_F(TalismanWindowTest, SavedFormStartsASessionAfterARestart) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(TalismanWindowTest, ClosingTheMainWindowEndsEverySessionFirst) {
+    PyFtpServer server;
+    TalismanApplication tarvik(settings.string());
+    tarvik.ReadyToRun();
+    TalismanWindow* window = tarvik.MainWindow();
+    window->Form().host->setText("127.0.0.1");
+    window->Form().login->setText(QString::fromStdString(server.User()));
+    window->Form().password->setText(QString::fromStdString(server.Password()));
+    window->Form().port->setText(QString::fromStdString(server.PortText()));
+    QPointer<FTPWindow> session = window->StartingFTP();
+    ASSERT_TRUE(WaitUntil([&] { return !session->IsLoggingOn() && !session->IsBusy(); }, 10s));
+    window->close();
+    EXPECT_TRUE(WaitUntil([&] { return session.isNull(); }, 10s));
+    EXPECT_TRUE(tarvik.IsQuitting());
+    EXPECT_TRUE(alerts.Texts().empty());  // no logout question on the way out
+}
+
+}  // namespace
