@@ -19,7 +19,6 @@
 
 class DirWindow;
 class FTPcommand;
-class Framer;
 class LPBListView;
 class LogWindow;
 class PathLabel;
@@ -150,15 +149,6 @@ protected:
 private:
     using Items = std::vector<EntryStringItem>;
 
-    // Set-up.
-    void BuildMenus();
-    QWidget* BuildSide(bool local);
-    QWidget* BuildTransferColumn();
-    QWidget* BuildButtonPanel(bool local);
-    QPushButton* MakeButton(const char* name, const char* label, Message message,
-                            bool hostSide = false);
-    QAction* MenuItem(class QMenu* menu, const char* label, std::uint32_t code,
-                      QKeySequence shortcut = {}, MessageHandler* target = nullptr);
     void ApplyFont(const std::string& family, const std::string& style, int size);
 
     // Dispatch.
