@@ -5,7 +5,7 @@ set -euo pipefail
 packages=(
     g++ cmake ninja-build pkg-config git
     qt6-base-dev libgl-dev qt6-qpa-plugins adwaita-icon-theme fonts-dejavu-core
-    googletest libgtest-dev libbenchmark-dev
+    googletest libgtest-dev
     vsftpd python3 python3-pyftpdlib lftp curl wget
     xvfb xauth imagemagick
 )
