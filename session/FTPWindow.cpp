@@ -49,19 +49,7 @@ FTPWindow::FTPWindow(QRect frame, const std::string& title, const std::string& h
       ftp_(std::make_unique<FTPcommand>()) {
     setWindowTitle(QString::fromStdString(title));
     setAcceptDrops(true);
-    SessionLayout::Widgets widgets = SessionLayout::Build(this, this, application);
-    localDirectories_ = widgets.localDirectories;
-    localFiles_ = widgets.localFiles;
-    hostDirectories_ = widgets.hostDirectories;
-    hostFiles_ = widgets.hostFiles;
-    localLabel_ = widgets.localLabel;
-    hostLabel_ = widgets.hostLabel;
-    spawnItem_ = widgets.spawnItem;
-    logItem_ = widgets.logItem;
-    fullListingItem_ = widgets.fullListingItem;
-    ascii_ = widgets.ascii;
-    buttons_ = std::move(widgets.buttons);
-    hostControls_ = std::move(widgets.hostControls);
+    ui_ = SessionLayout::Build(this, this, application);
     statusBar_ = new StatusBar(this);
     ApplyFont(fontFamily, fontStyle, fontSize);
 
@@ -85,8 +73,8 @@ FTPWindow::FTPWindow(QRect frame, const std::string& title, const std::string& h
 FTPWindow::~FTPWindow() = default;
 
 QPushButton* FTPWindow::Button(const std::string& name) const {
-    auto found = buttons_.find(name);
-    return found != buttons_.end() ? found->second : nullptr;
+    auto found = ui_.buttons.find(name);
+    return found != ui_.buttons.end() ? found->second : nullptr;
 }
 
 std::string FTPWindow::LocalDirectory() const {
@@ -105,7 +93,8 @@ void FTPWindow::ApplyFont(const std::string& family, const std::string& style, i
     }
     QFont font(QString::fromStdString(family), size < 1 ? 10 : size);
     font.setStyleName(QString::fromStdString(style));
-    for (LPBListView* list : {localDirectories_, localFiles_, hostDirectories_, hostFiles_}) {
+    for (LPBListView* list :
+         {ui_.localDirectories, ui_.localFiles, ui_.hostDirectories, ui_.hostFiles}) {
         list->setFont(font);
     }
 }
@@ -126,7 +115,7 @@ void FTPWindow::MessageReceived(const Message& message) {
             SpawnLocal("ThreadREFRESHClient", [this] { UpdateClient(std::nullopt); });
             break;
         case kOpenLocal:
-            if (auto selected = localDirectories_->FirstSelected();
+            if (auto selected = ui_.localDirectories->FirstSelected();
                 selected && !selected->empty()) {
                 SpawnLocal("ThreadCDLOCAL", [this, target = *selected] { CDLOCAL(target); });
             } else {
@@ -134,7 +123,8 @@ void FTPWindow::MessageReceived(const Message& message) {
             }
             break;
         case kOpenHost:
-            if (auto selected = hostDirectories_->FirstSelected(); selected && !selected->empty()) {
+            if (auto selected = ui_.hostDirectories->FirstSelected();
+                selected && !selected->empty()) {
                 SpawnHost("ThreadCDDISTANT", [this, target = *selected] {
                     CDDISTANT(target);
                     RemoteEnd();
@@ -152,8 +142,8 @@ void FTPWindow::MessageReceived(const Message& message) {
         case kToggleAscii:
             binary_ = !binary_;
             {
-                QSignalBlocker quiet(ascii_);
-                ascii_->setChecked(!binary_);
+                QSignalBlocker quiet(ui_.ascii);
+                ui_.ascii->setChecked(!binary_);
             }
             break;
         case kStop:
@@ -165,8 +155,8 @@ void FTPWindow::MessageReceived(const Message& message) {
             break;
         case kSelectListingLines:
             if (auto row = message.FindInt32("num");
-                row && *row >= 0 && *row < hostFiles_->Model()->rowCount()) {
-                fullListing_->SelectContaining(hostFiles_->Model()->At(*row).text);
+                row && *row >= 0 && *row < ui_.hostFiles->Model()->rowCount()) {
+                fullListing_->SelectContaining(ui_.hostFiles->Model()->At(*row).text);
             }
             break;
         case kChangeLocal:
@@ -192,34 +182,34 @@ void FTPWindow::MessageReceived(const Message& message) {
             });
             break;
         case kSelectAllLocal:
-            localFiles_->SelectAll();
+            ui_.localFiles->SelectAll();
             break;
         case kSelectAllHost:
-            hostFiles_->SelectAll();
+            ui_.hostFiles->SelectAll();
             break;
         case kClearLocal:
-            localFiles_->UnSelectAll();
+            ui_.localFiles->UnSelectAll();
             break;
         case kClearHost:
-            hostFiles_->UnSelectAll();
+            ui_.hostFiles->UnSelectAll();
             break;
         case kMinimize:
             showMinimized();
             break;
         case kToggleSpawn:
-            spawnItem_->setChecked(!spawnItem_->isChecked());
+            ui_.spawnItem->setChecked(!ui_.spawnItem->isChecked());
             break;
         case kRenameLocalFolders:
-            PromptRenames(localDirectories_, true, true);
+            PromptRenames(ui_.localDirectories, true, true);
             break;
         case kRenameHostFolders:
-            PromptRenames(hostDirectories_, true, false);
+            PromptRenames(ui_.hostDirectories, true, false);
             break;
         case kRenameLocalFiles:
-            PromptRenames(localFiles_, false, true);
+            PromptRenames(ui_.localFiles, false, true);
             break;
         case kRenameHostFiles:
-            PromptRenames(hostFiles_, false, false);
+            PromptRenames(ui_.hostFiles, false, false);
             break;
         case kLocalSelection:
             ShowLocalSelection();
@@ -308,18 +298,18 @@ void FTPWindow::PromptRenames(LPBListView* list, bool folders, bool local) {
 void FTPWindow::ToggleLog() {
     bool show = log_->isHidden();
     log_->setVisible(show);
-    logItem_->setChecked(show);
+    ui_.logItem->setChecked(show);
     status_->SetEtatLog(show);
 }
 
 void FTPWindow::ToggleFullListing() {
     bool show = fullListing_->isHidden();
     fullListing_->setVisible(show);
-    fullListingItem_->setChecked(show);
+    ui_.fullListingItem->setChecked(show);
 }
 
 void FTPWindow::ShowLocalSelection() {
-    auto selected = localFiles_->FirstSelected();
+    auto selected = ui_.localFiles->FirstSelected();
     if (!selected) {
         statusBar_->SetText("Idle.");
         return;
@@ -329,7 +319,7 @@ void FTPWindow::ShowLocalSelection() {
 }
 
 void FTPWindow::ShowHostSelection() {
-    auto selected = hostFiles_->FirstSelected();
+    auto selected = ui_.hostFiles->FirstSelected();
     if (!selected) {
         statusBar_->SetText("Idle.");
         return;
@@ -345,7 +335,7 @@ void FTPWindow::OpenFileManager() {
 // ---- Start and end of a host operation ----
 
 void FTPWindow::EnableHostControls(bool enabled) {
-    for (QPushButton* control : hostControls_) {
+    for (QPushButton* control : ui_.hostControls) {
         control->setEnabled(enabled);
     }
 }
@@ -455,9 +445,9 @@ void FTPWindow::dropEvent(QDropEvent* event) {
     SpawnLocal("ThreadCDLOCAL", [this, paths] {
         CDLOCAL(paths.front().parent_path().string());
         Post(this, [this, paths] {
-            localFiles_->UnSelectAll();
+            ui_.localFiles->UnSelectAll();
             for (const auto& path : paths) {
-                localFiles_->SelectText(path.filename().string());
+                ui_.localFiles->SelectText(path.filename().string());
             }
             PostMessage(Message(kSendSelected));
         });

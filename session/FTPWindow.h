@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -15,6 +14,7 @@
 #include "EntryStringItem.h"
 #include "MessageHandler.h"
 #include "MiniBase.h"
+#include "SessionLayout.h"
 #include "ThreadSet.h"
 
 class DirWindow;
@@ -22,8 +22,6 @@ class FTPcommand;
 class LPBListView;
 class LogWindow;
 class PathLabel;
-class QAction;
-class QCheckBox;
 class QPushButton;
 class StatusBar;
 class StatusWindow;
@@ -123,12 +121,12 @@ public:
     std::unique_ptr<FTPcommand> DuplicateNewConnection();
 
     // What the panes show, for the tests and the benchmarks. GUI thread.
-    LPBListView* LocalFiles() const { return localFiles_; }
-    LPBListView* LocalDirectories() const { return localDirectories_; }
-    LPBListView* HostFiles() const { return hostFiles_; }
-    LPBListView* HostDirectories() const { return hostDirectories_; }
-    PathLabel* LocalLabel() const { return localLabel_; }
-    PathLabel* HostLabel() const { return hostLabel_; }
+    LPBListView* LocalFiles() const { return ui_.localFiles; }
+    LPBListView* LocalDirectories() const { return ui_.localDirectories; }
+    LPBListView* HostFiles() const { return ui_.hostFiles; }
+    LPBListView* HostDirectories() const { return ui_.hostDirectories; }
+    PathLabel* LocalLabel() const { return ui_.localLabel; }
+    PathLabel* HostLabel() const { return ui_.hostLabel; }
     StatusBar* Bar() const { return statusBar_; }
     StatusWindow* Status() const { return status_; }
     LogWindow* Log() const { return log_; }
@@ -216,20 +214,9 @@ private:
     std::unique_ptr<FTPcommand> ftp_;
     ThreadSet threads_;
 
-    LPBListView* localDirectories_ = nullptr;
-    LPBListView* localFiles_ = nullptr;
-    LPBListView* hostDirectories_ = nullptr;
-    LPBListView* hostFiles_ = nullptr;
-    PathLabel* localLabel_ = nullptr;
-    PathLabel* hostLabel_ = nullptr;
+    SessionLayout::Widgets ui_;
     StatusBar* statusBar_ = nullptr;
     StatusWindow* status_ = nullptr;
     LogWindow* log_ = nullptr;
     DirWindow* fullListing_ = nullptr;
-    QAction* spawnItem_ = nullptr;
-    QAction* logItem_ = nullptr;
-    QAction* fullListingItem_ = nullptr;
-    QCheckBox* ascii_ = nullptr;
-    std::multimap<std::string, QPushButton*> buttons_;
-    std::vector<QPushButton*> hostControls_;
 };

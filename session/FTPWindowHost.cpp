@@ -54,7 +54,7 @@ void FTPWindow::SetBar(const std::string& text) {
 }
 
 void FTPWindow::SetHostLabel(const std::string& text) {
-    Post(this, [this, text] { hostLabel_->SetFullText(text); });
+    Post(this, [this, text] { ui_.hostLabel->SetFullText(text); });
 }
 
 void FTPWindow::Init(LogOn logOn) {
@@ -196,9 +196,9 @@ void FTPWindow::UpdateClient(const std::optional<std::string>& directory) {
                        std::make_move_iterator(contents.directories.end()));
     Post(this, [this, target, directories = std::move(directories),
                 files = std::move(contents.files)]() mutable {
-        localDirectories_->SetItems(std::move(directories));
-        localFiles_->SetItems(std::move(files));
-        localLabel_->SetFullText(" Local: " + target);
+        ui_.localDirectories->SetItems(std::move(directories));
+        ui_.localFiles->SetItems(std::move(files));
+        ui_.localLabel->SetFullText(" Local: " + target);
     });
 }
 
@@ -216,8 +216,8 @@ void FTPWindow::ShowHostLists(Items directories, Items files) {
     MiniBase sizes = ftp_->GetMiniBase();
     Post(this, [this, directories = std::move(directories), files = std::move(files),
                 sizes = std::move(sizes)]() mutable {
-        hostDirectories_->SetItems(std::move(directories));
-        hostFiles_->SetItems(std::move(files));
+        ui_.hostDirectories->SetItems(std::move(directories));
+        ui_.hostFiles->SetItems(std::move(files));
         hostSizes_ = std::move(sizes);
     });
 }
