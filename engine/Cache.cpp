@@ -9,7 +9,23 @@ void Cache::Add(const char* key, Items directories, Items files, Items complete,
     }
     Remove(key);
     entries_.push_back({key, std::move(directories), std::move(files), std::move(complete),
-                        std::move(names), std::move(sizes)});
+                        std::move(names), std::move(sizes), ++uses_});
+    items_ += entries_.back().ItemCount();
+    while (items_ > itemLimit_ && entries_.size() > 1) {
+        DropLeastRecentlyUsed();
+    }
+}
+
+std::size_t Cache::Entry::ItemCount() const {
+    return directories.size() + files.size() + complete.size() + names.size();
+}
+
+void Cache::DropLeastRecentlyUsed() {
+    auto oldest =
+        std::min_element(entries_.begin(), entries_.end() - 1,  // never the entry just added
+                         [](const Entry& a, const Entry& b) { return a.lastUse < b.lastUse; });
+    items_ -= oldest->ItemCount();
+    entries_.erase(oldest);
 }
 
 void Cache::Remove(const char* key) {
@@ -19,6 +35,7 @@ void Cache::Remove(const char* key) {
     auto found = std::find_if(entries_.begin(), entries_.end(),
                               [key](const Entry& entry) { return entry.key == key; });
     if (found != entries_.end()) {
+        items_ -= found->ItemCount();
         entries_.erase(found);
     }
 }
@@ -29,6 +46,7 @@ const Cache::Entry* Cache::Find(const char* key) const {
     }
     for (const Entry& entry : entries_) {
         if (entry.key == key) {
+            entry.lastUse = ++uses_;
             return &entry;
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -7,10 +8,14 @@
 
 // The parsed listings of the host directories a session has visited, by host path, so that going
 // back to a directory needs no new LIST. A re-listed directory replaces its entry and moves to the
-// end. No size limit and no expiry: "Reload" is what refreshes an entry.
+// end. "Reload" is what refreshes an entry. Beyond a total number of kept items the folders
+// looked at least recently are dropped, so that a long session cannot fill the memory.
 class Cache {
 public:
     using Items = std::vector<EntryStringItem>;
+
+    static constexpr std::size_t kDefaultItemLimit = 4000000;
+    explicit Cache(std::size_t itemLimit = kDefaultItemLimit) : itemLimit_(itemLimit) {}
 
     // A null key adds nothing.
     void Add(const char* key, Items directories, Items files, Items complete,
@@ -37,9 +42,16 @@ private:
         Items complete;
         std::vector<std::string> names;
         std::vector<long long> sizes;
+        mutable std::uint64_t lastUse = 0;
+
+        std::size_t ItemCount() const;
     };
 
     const Entry* Find(const char* key) const;
+    void DropLeastRecentlyUsed();
 
+    std::size_t itemLimit_;
+    std::size_t items_ = 0;
+    mutable std::uint64_t uses_ = 0;
     std::vector<Entry> entries_;
 };

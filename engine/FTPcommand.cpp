@@ -1,12 +1,11 @@
 #include "FTPcommand.h"
 
 #include <algorithm>
-#include <chrono>
-#include <climits>
-#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
-#include <thread>
+
+#include <unistd.h>
 
 #include "AlertHook.h"
 #include "AsciiConversion.h"
@@ -19,32 +18,34 @@
 #include "Reply.h"
 #include "SocketIPS.h"
 #include "StatusMonitor.h"
+#include "ViewFolder.h"
 
 namespace {
 
-constexpr int kEmptyReadsBeforeGivingUp = 3;
-constexpr auto kEmptyReadPause = std::chrono::milliseconds(100);
 // A 425 (data connection refused) repeats the command; a server that always refuses is left.
 constexpr int kDataAttempts = 8;
-// Ports tried by one PORT before giving up, and where the port number wraps.
-constexpr int kPortTries = 200;
-constexpr int kFirstUnprivilegedPort = 1024;
-constexpr int kLastPort = 65535;
+// After a 425 the next PORT moves ten ports on rather than one.
+constexpr int kPortSkipAfter425 = 9;
 // Far larger than the old 8192-byte blocks: fast links move much more per system call.
 constexpr std::size_t kReceiveBlock = 1024 * 1024;
 // Measured against sendfile on loopback: plain reads and sends of this size were as fast or faster.
 constexpr std::size_t kSendBlock = 256 * 1024;
 constexpr std::size_t kAsciiBlock = 64 * 1024;
+constexpr std::size_t kControlChunk = 16 * 1024;
+// The goodbye waits a few seconds at most: a server that has not answered by then will not.
+constexpr int kShortWaitMs = 3000;
+// A server answers a transfer cut by a stop at once; the user waits no longer than this.
+constexpr int kStoppedWaitMs = 1000;
 constexpr std::uint32_t kListingColour = 0x000064FF;
-constexpr const char* kTemporaryFolder = "/var/tmp/";
 
-int NextPort(int port) {
-    return port >= kLastPort ? kFirstUnprivilegedPort : port + 1;
+constexpr FTPcommand::Fetch kAscii = FTPcommand::Fetch::Ascii;
+constexpr FTPcommand::Fetch kResume = FTPcommand::Fetch::Resume;
+
+bool HoldsLineBreak(const char* text) {
+    return text != nullptr && std::strpbrk(text, "\r\n") != nullptr;
 }
 
-int Clamped(long long value) {
-    return static_cast<int>(std::clamp<long long>(value, 0, INT_MAX));
-}
+constexpr const char* kLineBreakRefused = "Not sent: a command argument holds a line break.";
 
 // The local name of a fetched file: the last path component of the remote name. Empty when that
 // component could not name a file inside the target folder.
@@ -57,10 +58,18 @@ std::string LocalNameOf(const char* remoteName) {
     return std::string(name);
 }
 
+int MillisecondsUntil(std::chrono::steady_clock::time_point deadline) {
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    return static_cast<int>(std::max<long long>(0, left.count()));
+}
+
 }  // namespace
 
 FTPcommand::FTPcommand()
-    : timeoutMs_(SocketIPS::kDefaultTimeoutMs), interrupter_(std::make_shared<Interrupter>()) {}
+    : timeoutMs_(SocketIPS::kDefaultTimeoutMs), interrupter_(std::make_shared<Interrupter>()) {
+    data_.SetInterrupter(interrupter_);
+}
 
 FTPcommand::~FTPcommand() = default;
 
@@ -73,9 +82,14 @@ std::unique_ptr<SocketIPS> FTPcommand::NewSocket() const {
 
 void FTPcommand::SetTimeout(int milliseconds) {
     timeoutMs_ = milliseconds;
+    data_.SetTimeout(milliseconds);
     if (control_) {
         control_->SetTimeout(milliseconds);
     }
+}
+
+void FTPcommand::SetViewFolder(std::shared_ptr<ViewFolder> folder) {
+    viewFolder_ = std::move(folder);
 }
 
 void FTPcommand::Log(const std::string& line) {
@@ -104,6 +118,11 @@ std::string FTPcommand::FileText() const {
     return fileText_;
 }
 
+std::string FTPcommand::LastReplyText() const {
+    std::lock_guard lock(textMutex_);
+    return lastReply_;
+}
+
 void FTPcommand::Step(StatusMonitor* status, const char* statusText, const char* logText,
                       const char* operationText) {
     if (status != nullptr && statusText != nullptr) {
@@ -117,12 +136,109 @@ void FTPcommand::Step(StatusMonitor* status, const char* statusText, const char*
     }
 }
 
+// ---- Replies ----
+
+int FTPcommand::ResultOf(Outcome outcome) {
+    switch (outcome) {
+        case Outcome::Success:
+            return 0;
+        case Outcome::FirstFailure:
+            return 2;
+        case Outcome::SecondFailure:
+            return 3;
+        case Outcome::OtherFailure:
+            return 4;
+        case Outcome::NoReply:
+            break;
+    }
+    return 1;
+}
+
+// The next whole reply, each of its lines logged; nothing when the connection closed, stayed
+// silent until the deadline, was stopped or broke the reader's limits.
+std::optional<FtpReply> FTPcommand::ReadReply(Clock::time_point deadline) {
+    char buffer[kControlChunk];
+    while (control_ && !broken_) {
+        if (std::optional<FtpReply> reply = replies_.Next()) {
+            for (const std::string& line : reply->lines) {
+                Log(line);
+            }
+            SetText(lastReply_, reply->Text());
+            return reply;
+        }
+        if (replies_.Overflowed()) {
+            Log("The server's reply passed " + std::to_string(ReplyReader::kMaxLines) +
+                " lines: connection closed.");
+            broken_ = true;
+            control_->Shutdown();
+            break;
+        }
+        long got = control_->ReceiveQuietly(buffer, sizeof buffer, MillisecondsUntil(deadline));
+        if (got <= 0) {
+            break;
+        }
+        replies_.Feed(std::string_view(buffer, static_cast<std::size_t>(got)));
+    }
+    return std::nullopt;
+}
+
+FTPcommand::Answer FTPcommand::Await(const Codes& codes, int timeoutMs) {
+    auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!stop_) {
+        std::optional<FtpReply> reply = ReadReply(deadline);
+        if (!reply || stop_) {
+            break;
+        }
+        switch (Reply::Judge(reply->code, codes.success1, codes.success2, codes.failure1,
+                             codes.failure2)) {
+            case Reply::Verdict::Success:
+                return {Outcome::Success, reply->code};
+            case Reply::Verdict::FirstFailure:
+                return {Outcome::FirstFailure, reply->code};
+            case Reply::Verdict::SecondFailure:
+                return {Outcome::SecondFailure, reply->code};
+            case Reply::Verdict::OtherFailure:
+                return {Outcome::OtherFailure, reply->code};
+            case Reply::Verdict::Undecided:
+                break;  // a preliminary reply: the final one follows
+        }
+    }
+    return {};
+}
+
+int FTPcommand::WaitFor(const char* success1, const char* success2, const char* failure1,
+                        const char* failure2) {
+    return ResultOf(Await({success1, success2, failure1, failure2}).outcome);
+}
+
+std::optional<FtpReply> FTPcommand::SendAndRead(const char* word, const char* argument) {
+    if (SendLine(word, argument) != 0) {
+        return std::nullopt;
+    }
+    auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
+    while (!stop_) {
+        std::optional<FtpReply> reply = ReadReply(deadline);
+        if (!reply || stop_) {
+            break;
+        }
+        if (reply->IsFinal()) {
+            return reply;
+        }
+    }
+    return std::nullopt;
+}
+
+// ---- Connection and log-on ----
+
 int FTPcommand::Connect(const char* host, const char* port, StatusMonitor* status) {
     auto control = NewSocket();
     {
         std::lock_guard lock(controlMutex_);
         control_ = std::move(control);
     }
+    replies_.Reset();
+    broken_ = false;
+    controlStopped_ = false;
     host_ = host;
     port_ = port != nullptr ? port : "";
     Step(status, "CONNECTING...", "CONNECTING...", "CONNECTING...");
@@ -132,7 +248,20 @@ int FTPcommand::Connect(const char* host, const char* port, StatusMonitor* statu
     }
     Step(status, "CONNECT OK", "CONNECT OK", "CONNECT OK");
     SetText(hostText_, host_);
-    return 0;
+    return ReadGreeting();
+}
+
+// The greeting comes before anything is sent: 120 asks to wait, 220 opens the session, and a
+// refusal such as "421 Too many users" ends it with the server's own words.
+int FTPcommand::ReadGreeting() {
+    Answer answer = Await({"220", "220", nullptr, nullptr});
+    if (answer.outcome == Outcome::Success) {
+        return 0;
+    }
+    if (answer.outcome != Outcome::NoReply) {
+        AlertHook::Raise(LastReplyText());
+    }
+    return 1;
 }
 
 int FTPcommand::Init(const char* host, const char* port, const char* user, const char* password,
@@ -145,8 +274,7 @@ int FTPcommand::Init(const char* host, const char* port, const char* user, const
     if (user == nullptr && password == nullptr) {
         return 0;  // connected only: a firewall dialogue comes first
     }
-    int result = Logonto(status);
-    switch (result) {
+    switch (Logonto(status)) {
         case 0:
             return 0;
         case 1:
@@ -165,6 +293,7 @@ int FTPcommand::Init(const char* host, const char* port, const char* user, const
 
 int FTPcommand::Logonto(StatusMonitor* status) {
     Step(status, "LOGIN...", "LOGIN...", "LOGIN...");
+    bool loggedIn = false;
     if (!user_ || user_->empty()) {
         Step(status, "LOGIN...skiped", "LOGIN...skiped", nullptr);
     } else {
@@ -172,16 +301,18 @@ int FTPcommand::Logonto(StatusMonitor* status) {
             return sent;
         }
         Step(status, "LOGIN...Waiting for reply...", nullptr, nullptr);
-        if (int result = WaitFor("331", "230", "421", "500"); result != 0) {
-            return result;
+        Answer answer = Await({"331", "230", "421", "500"});
+        if (answer.outcome != Outcome::Success) {
+            return ResultOf(answer.outcome);
         }
         Log("LOGIN OK");
+        // A 2xx to USER means logged in already: a PASS now would be out of sequence.
+        loggedIn = answer.code / 100 == 2;
     }
     Step(status, "PASSWORD...", "PASSWORD...", "PASSWORD...");
-    if (!password_) {
+    if (!password_ || loggedIn) {
         Step(status, "PASSWORD...skiped", "PASSWORD...skiped", nullptr);
     } else {
-        // Sent even after a 230 to USER: the rest of that reply is skipped by this wait.
         if (int sent = SendLine("PASS", password_->c_str()); sent != 0) {
             return sent;
         }
@@ -195,63 +326,31 @@ int FTPcommand::Logonto(StatusMonitor* status) {
     return 0;
 }
 
-int FTPcommand::WaitFor(const char* success1, const char* success2, const char* failure1,
-                        const char* failure2) {
-    if (stop_) {
-        return 0;
-    }
-    if (!control_) {
-        return 1;
-    }
-    int emptyReads = 0;
-    while (true) {
-        std::optional<std::string> line = control_->RecvString();
-        if (stop_) {
-            return 0;
-        }
-        if (!line) {
-            if (control_->LastRecvState() == SocketIPS::RecvState::TimedOut ||
-                ++emptyReads >= kEmptyReadsBeforeGivingUp) {
-                return 1;
-            }
-            std::this_thread::sleep_for(kEmptyReadPause);
-            continue;
-        }
-        Log(*line);
-        switch (Reply::Judge(*line, success1, success2, failure1, failure2)) {
-            case Reply::Verdict::Success:
-                return 0;
-            case Reply::Verdict::FirstFailure:
-                return 2;
-            case Reply::Verdict::SecondFailure:
-                return 3;
-            case Reply::Verdict::OtherFailure:
-                return 4;
-            case Reply::Verdict::Undecided:
-                break;  // a preliminary line or the rest of an earlier reply
-        }
-    }
-}
+// ---- One-line commands ----
 
 int FTPcommand::SendLine(const char* word, const char* argument) {
-    if (!control_) {
+    if (!control_ || broken_ || controlStopped_) {
+        return 1;  // quietly: the user ended this connection, or it cannot be read in step
+    }
+    // A line break inside an argument would smuggle a second command to the server.
+    if (HoldsLineBreak(word) || HoldsLineBreak(argument)) {
+        Log(kLineBreakRefused);
         return 1;
     }
-    control_->Add(word, static_cast<int>(std::string_view(word).size()));
+    control_->Add(word, static_cast<int>(std::strlen(word)));
     if (argument != nullptr) {
         control_->Add(" ", 1);
-        control_->Add(argument, static_cast<int>(std::string_view(argument).size()));
+        control_->Add(argument, static_cast<int>(std::strlen(argument)));
     }
     control_->Add("\r\n", 2);
     return control_->Flush();
 }
 
-int FTPcommand::Command(const char* word, const char* argument, const char* success1,
-                        const char* success2, const char* failure1, const char* failure2) {
+int FTPcommand::Command(const char* word, const char* argument, const Codes& codes) {
     if (int sent = SendLine(word, argument); sent != 0) {
         return sent;
     }
-    return WaitFor(success1, success2, failure1, failure2);
+    return ResultOf(Await(codes).outcome);
 }
 
 int FTPcommand::SendRAW(const char* line) {
@@ -261,91 +360,103 @@ int FTPcommand::SendRAW(const char* line) {
     return SendLine(line, nullptr);
 }
 
+int FTPcommand::Quote(const char* line) {
+    if (line == nullptr || *line == '\0') {
+        return 0;
+    }
+    std::optional<FtpReply> reply = SendAndRead(line, nullptr);
+    if (!reply) {
+        return 1;
+    }
+    return reply->code < 400 ? 0 : 4;
+}
+
 int FTPcommand::QUIT() {
-    return Command("QUIT", nullptr, "221", "221", "421", "500");
+    if (int sent = SendLine("QUIT", nullptr); sent != 0) {
+        return sent;
+    }
+    return ResultOf(
+        Await({"221", "221", "421", "500"}, std::min(timeoutMs_, kShortWaitMs)).outcome);
 }
 
 int FTPcommand::CWD(const char* directory) {
-    return Command("CWD", directory, "250", "250", "500", "550");
+    return Command("CWD", directory, {"250", "250", "500", "550"});
 }
 
 int FTPcommand::MKD(const char* directory) {
     if (directory == nullptr) {
         return 1;
     }
-    return Command("MKD", directory, "257", "257", "500", "550");
+    return Command("MKD", directory, {"257", "257", "500", "550"});
 }
 
 int FTPcommand::RMD(const char* directory) {
     if (directory == nullptr) {
         return 1;
     }
-    return Command("RMD", directory, "250", "257", "500", "550");
+    return Command("RMD", directory, {"250", "257", "500", "550"});
 }
 
 int FTPcommand::DELE(const char* file) {
     if (file == nullptr) {
         return 1;
     }
-    return Command("DELE", file, "250", "250", "450", "550");
+    return Command("DELE", file, {"250", "250", "450", "550"});
 }
 
 int FTPcommand::RENAME(const char* from, const char* to) {
     if (from == nullptr || to == nullptr) {
         return 1;
     }
-    // The RNFR verdict is not used: a refused RNFR shows in the RNTO reply.
-    if (int sent = SendLine("RNFR", from); sent != 0) {
-        return sent;
+    if (HoldsLineBreak(to)) {
+        Log(kLineBreakRefused);  // refused before RNFR leaves
+        return 1;
     }
-    WaitFor("350", "350", "450", "550");
-    return Command("RNTO", to, "250", "250", "500", "501");
+    // After a refused RNFR an RNTO would only be out of sequence.
+    if (int result = Command("RNFR", from, {"350", "350", "450", "550"}); result != 0) {
+        return result;
+    }
+    return Command("RNTO", to, {"250", "250", "500", "501"});
 }
 
-int FTPcommand::REST(int offset) {
+int FTPcommand::REST(long long offset) {
     if (offset <= 0) {
         return 1;
     }
     std::string text = std::to_string(offset);
-    return Command("REST", text.c_str(), "350", "350", "500", "501");
+    return Command("REST", text.c_str(), {"350", "350", "500", "501"});
 }
 
 int FTPcommand::ASCII() {
-    return Command("TYPE", "A", "200", "200", "500", "501");
+    return Command("TYPE", "A", {"200", "200", "500", "501"});
 }
 
 int FTPcommand::BINARY() {
-    return Command("TYPE", "I", "200", "200", "500", "501");
+    return Command("TYPE", "I", {"200", "200", "500", "501"});
 }
 
 int FTPcommand::MODESTREAM() {
     if (stop_) {
-        return 0;
+        return 1;
     }
-    return Command("MODE", "S", "200", "200", "500", "501");
+    return Command("MODE", "S", {"200", "200", "500", "501"});
 }
 
 std::optional<std::string> FTPcommand::PWD() {
-    if (SendLine("PWD", nullptr) != 0) {
+    std::optional<FtpReply> reply = SendAndRead("PWD", nullptr);
+    if (!reply || reply->code != 257) {
         return std::nullopt;
     }
-    while (true) {
-        std::optional<std::string> line = control_->RecvString();
-        if (!line) {
-            return std::nullopt;  // closed, silent or stopped: never read past the end
-        }
-        Log(*line);
-        if (Reply::IsPathReply(*line)) {
-            return Reply::QuotedPath(*line);
-        }
-    }
+    return Reply::QuotedPath(reply->lines.front());
 }
 
 int FTPcommand::STOP() {
+    std::lock_guard lock(controlMutex_);
     stop_ = 1;
     interrupter_->Trigger();
-    std::lock_guard lock(controlMutex_);
-    if (control_) {
+    // A reply being awaited could arrive after the next command was sent: end the connection.
+    if (control_ && !dataPhase_) {
+        controlStopped_ = true;
         control_->Shutdown();
     }
     return 0;
@@ -361,213 +472,281 @@ void FTPcommand::ClearStop() {
     interrupter_->Clear();
 }
 
-void FTPcommand::DropData() {
-    data_.reset();
-    listener_.reset();
-}
-
 long long FTPcommand::GetLenFile(const char* path) {
     return path != nullptr ? LocalFile::SizeOf(path) : 0;
+}
+
+// ---- Data connections ----
+
+bool FTPcommand::IsIPv6() const {
+    return control_ && DataChannel::IsIPv6(control_->PeerAddress());
 }
 
 int FTPcommand::PORT() {
     if (!control_) {
         return 1;
     }
-    std::uint32_t address = control_->GetLocalIP();
-    if (address == 0) {
-        return 1;  // no IPv4 address to announce (an IPv6 control connection)
+    if (IsIPv6()) {
+        return EPRT();
     }
-    auto listener = NewSocket();
-    int tries = 0;
-    while (listener->Listen(nextActivePort_, control_->Address()) == 0) {
-        nextActivePort_ = NextPort(nextActivePort_);
-        if (++tries == kPortTries) {
-            return 1;
-        }
+    int port = data_.Listen(control_->Address(), nextActivePort_);
+    if (port == 0) {
+        return 1;
     }
-    int port = listener->LocalPort();
-    listener_ = std::move(listener);
-    nextActivePort_ = NextPort(port);
-    char text[64];
-    std::snprintf(text, sizeof text, "%d,%d,%d,%d,%d,%d", SocketIPS::GetOctetIP(address, 3),
-                  SocketIPS::GetOctetIP(address, 2), SocketIPS::GetOctetIP(address, 1),
-                  SocketIPS::GetOctetIP(address, 0), port / 256, port % 256);
-    SendLine("PORT", text);
-    return WaitFor("200", "200", "425", "421");
+    if (nextActivePort_ != 0) {
+        nextActivePort_ = DataChannel::NextPort(port);
+    }
+    std::string argument = DataChannel::PortArgument(control_->Address(), port);
+    int result = Command("PORT", argument.c_str(), {"200", "200", "425", "421"});
+    if (result != 0) {
+        data_.Close();
+    }
+    return result;
+}
+
+int FTPcommand::EPRT() {
+    int port = data_.Listen(control_->Address(), nextActivePort_);
+    if (port == 0) {
+        return 1;
+    }
+    if (nextActivePort_ != 0) {
+        nextActivePort_ = DataChannel::NextPort(port);
+    }
+    std::string argument = DataChannel::EprtArgument(control_->Address(), port);
+    int result = Command("EPRT", argument.c_str(), {"200", "200", "425", "421"});
+    if (result != 0) {
+        data_.Close();
+    }
+    return result;
 }
 
 int FTPcommand::PASV() {
-    if (!control_ || SendLine("PASV", nullptr) != 0) {
+    if (IsIPv6()) {
+        return EPSV();
+    }
+    std::optional<FtpReply> reply = SendAndRead("PASV", nullptr);
+    if (!reply || reply->code != 227) {
         return 0;
     }
-    while (true) {
-        std::optional<std::string> line = control_->RecvString();
-        if (!line) {
-            return 0;  // closed, silent or stopped
-        }
-        Log(*line);
-        if (Reply::IsPassiveReply(*line)) {
-            return Reply::PassivePort(*line);
-        }
-        if (line->starts_with('4') || line->starts_with('5')) {
-            return 0;  // PASV refused: waiting on would never end
+    for (const std::string& line : reply->lines) {
+        if (int port = Reply::PassivePort(line); port != 0) {
+            return port;
         }
     }
+    return 0;
+}
+
+int FTPcommand::EPSV() {
+    std::optional<FtpReply> reply = SendAndRead("EPSV", nullptr);
+    if (!reply || reply->code != 229) {
+        return 0;
+    }
+    return Reply::ExtendedPassivePort(reply->Text());
 }
 
 void FTPcommand::Waiting() {
     acceptIdle_ = false;
-    data_.reset();
-    if (listener_) {
-        data_ = listener_->Accept();
+    if (control_) {
+        data_.Accept(control_->PeerAddress(), [this](const std::string& line) { Log(line); });
     }
-    listener_.reset();
     acceptIdle_ = true;
 }
 
-bool FTPcommand::ConnectPassive(int port) {
-    data_ = NewSocket();
-    if (data_->Connect(host_.c_str(), port) != 0) {
-        data_.reset();
-        return false;
+int FTPcommand::OpenDataConnection(int mode) {
+    if (mode == 0) {
+        return PORT() == 0 ? 0 : 1;
     }
-    return true;
-}
-
-// Opens the data connection for one command (RETR, STOR) and leaves it in data_ on success.
-int FTPcommand::OpenData(const char* verb, const char* argument, int mode, const char* success1,
-                         const char* success2, const char* failure1, const char* failure2,
-                         long long restOffset) {
-    if (mode != 0 && mode != 1) {
+    int port = PASV();
+    if (port == 0 || !data_.Connect(control_->PeerAddress(), port)) {
+        data_.Close();
         return 1;
     }
-    int passivePort = mode == 1 ? PASV() : 0;
-    if (mode == 1 && passivePort == 0) {
+    return 0;
+}
+
+// Opens the data connection for one command (RETR, STOR, LIST) and leaves it in data_.
+int FTPcommand::OpenData(const char* verb, const char* argument, int mode, const Codes& codes,
+                         long long restOffset) {
+    finalReplyRead_ = false;
+    if ((mode != 0 && mode != 1) || !control_ || HoldsLineBreak(argument)) {
         return 1;
     }
     for (int attempt = 0; attempt < kDataAttempts; ++attempt) {
-        if (mode == 0 && PORT() != 0) {
-            DropData();
+        if (OpenDataConnection(mode) != 0) {
             return 1;
         }
-        if (restOffset > 0) {
-            if (int result = REST(restOffset); result != 0) {
-                DropData();
-                return result;
-            }
+        int result = restOffset > 0 ? REST(restOffset) : 0;
+        if (result == 0) {
+            result = SendLine(verb, argument);
         }
-        if (mode == 1 && !ConnectPassive(passivePort)) {
-            return 1;
-        }
-        if (SendLine(verb, argument) != 0) {
-            DropData();
-            return 3;
-        }
-        int result = WaitFor(success1, success2, failure1, failure2);
-        if (result == 3) {
-            DropData();  // 425: no data connection, try a fresh one
-            continue;
-        }
-        if (result == 2 || result == 4) {
-            DropData();
+        if (result != 0) {
+            data_.Close();
             return result;
         }
+        Answer answer = Await(codes);
+        if (answer.code == 425) {
+            data_.Close();  // no data connection: try a fresh one
+            if (mode == 0 && nextActivePort_ != 0) {
+                nextActivePort_ += kPortSkipAfter425;
+            }
+            continue;
+        }
+        if (answer.outcome != Outcome::Success) {
+            data_.Close();
+            return ResultOf(answer.outcome);
+        }
+        // A final reply at once: the server had nothing to send and is done already.
+        finalReplyRead_ = answer.code >= 200;
         if (mode == 0) {
             Waiting();
         }
-        return data_ ? 0 : 1;
+        if (data_.Socket() == nullptr) {
+            return FinishTransfer(PumpEnd::ReceiveFailed);
+        }
+        return 0;
     }
     return 1;
 }
 
+template <typename Pump>
+FTPcommand::PumpEnd FTPcommand::RunPump(Pump pump) {
+    {
+        std::lock_guard lock(controlMutex_);
+        dataPhase_ = true;
+    }
+    PumpEnd end = pump();
+    std::lock_guard lock(controlMutex_);
+    dataPhase_ = false;
+    return end;
+}
+
+// Closes the data connection and reads the server's verdict on the transfer, also after a
+// failure or a stop, so that the next command gets its own reply. 0 only when every byte moved
+// and the server confirmed it.
+int FTPcommand::FinishTransfer(PumpEnd end) {
+    data_.Close();
+    RAZinfo();
+    int waitMs = timeoutMs_;
+    if (end == PumpEnd::Stopped || stop_) {
+        end = PumpEnd::Stopped;
+        ClearStop();
+        waitMs = std::min(timeoutMs_, kStoppedWaitMs);
+    }
+    Answer verdict{Outcome::Success, 226};
+    if (!finalReplyRead_) {
+        verdict = Await({"226", "250", "421", "500"}, waitMs);
+    }
+    if (end == PumpEnd::Stopped && verdict.outcome == Outcome::NoReply) {
+        STOP();  // its answer may still come: this connection can no longer be read in step
+    }
+    finalReplyRead_ = false;
+    if (end == PumpEnd::Done) {
+        return ResultOf(verdict.outcome);
+    }
+    bool refused = verdict.outcome != Outcome::Success && verdict.outcome != Outcome::NoReply;
+    return end != PumpEnd::Stopped && refused ? ResultOf(verdict.outcome) : 1;
+}
+
+// ---- Transfers ----
+
+std::string FTPcommand::ViewFolderPath() {
+    if (!viewFolder_) {
+        viewFolder_ = std::make_shared<ViewFolder>();
+    }
+    return viewFolder_->Path();
+}
+
+std::string FTPcommand::LocalPathOf(const char* name, const char* localDirectory,
+                                    bool toTemporary) {
+    if (name == nullptr || localDirectory == nullptr) {
+        return {};
+    }
+    std::string localName = LocalNameOf(name);
+    std::string folder = toTemporary ? ViewFolderPath() : localDirectory;
+    if (localName.empty() || folder.empty()) {
+        return {};
+    }
+    return folder + localName;
+}
+
 int FTPcommand::GETASCII(const char* name, const char* localDirectory, StatusMonitor* status,
                          int mode, bool toTemporary) {
-    return FetchFile(Fetch::Ascii, name, localDirectory, status, mode, toTemporary);
+    return FetchTo(Fetch::Ascii, name, LocalPathOf(name, localDirectory, toTemporary), status, mode,
+                   toTemporary);
 }
 
 int FTPcommand::GETBINARY(const char* name, const char* localDirectory, StatusMonitor* status,
                           int mode, bool toTemporary) {
-    return FetchFile(Fetch::Binary, name, localDirectory, status, mode, toTemporary);
+    return FetchTo(Fetch::Binary, name, LocalPathOf(name, localDirectory, toTemporary), status,
+                   mode, toTemporary);
 }
 
 int FTPcommand::REGETBINARY(const char* name, const char* localDirectory, StatusMonitor* status,
                             int mode) {
-    return FetchFile(Fetch::Resume, name, localDirectory, status, mode, false);
+    return FetchTo(Fetch::Resume, name, LocalPathOf(name, localDirectory, false), status, mode,
+                   false);
 }
 
-int FTPcommand::FetchFile(Fetch kind, const char* name, const char* localDirectory,
-                          StatusMonitor* status, int mode, bool toTemporary) {
+int FTPcommand::Retrieve(Fetch kind, const char* name, const std::string& localPath,
+                         StatusMonitor* status, int mode) {
+    return FetchTo(kind, name, localPath, status, mode, false);
+}
+
+int FTPcommand::FetchTo(Fetch kind, const char* name, const std::string& localPath,
+                        StatusMonitor* status, int mode, bool toViewFolder) {
     SetText(fileText_, name != nullptr ? name : "");
-    SetText(operationText_, kind == Fetch::Ascii    ? "Get ASCII"
-                            : kind == Fetch::Binary ? "Get BINARY"
-                                                    : "ReGet BINARY");
-    if (name == nullptr || localDirectory == nullptr) {
+    SetText(operationText_, kind == kAscii    ? "Get ASCII"
+                            : kind == kResume ? "ReGet BINARY"
+                                              : "Get BINARY");
+    if (name == nullptr || localPath.empty()) {
         return 1;
     }
-    std::string localName = LocalNameOf(name);
-    if (localName.empty()) {
-        return 1;
-    }
-    std::string path = (toTemporary ? kTemporaryFolder : localDirectory) + localName;
-    long long offset = kind == Fetch::Resume ? GetLenFile(path.c_str()) : 0;
-    if (kind == Fetch::Resume && offset <= 0) {
+    long long offset = kind == kResume ? GetLenFile(localPath.c_str()) : 0;
+    if (kind == kResume && offset <= 0) {
         return 1;  // nothing to resume: REST refuses offset 0
     }
-    if (int result = OpenData("RETR", name, mode, "125", "150", "550", "425", offset);
+    // The local file is touched only once the server has said that data is coming.
+    if (int result = OpenData("RETR", name, mode, {"125", "150", "550", "425"}, offset);
         result != 0) {
         return result;
     }
-    auto fileMode = kind == Fetch::Resume ? LocalFile::Mode::Append : LocalFile::Mode::Overwrite;
-    LocalFile file(path, fileMode, toTemporary);
+    if (toViewFolder) {
+        unlink(localPath.c_str());  // an earlier view of the same name, in our private folder
+    }
+    LocalFile file(localPath, kind == kResume ? LocalFile::Mode::Append
+                              : toViewFolder  ? LocalFile::Mode::Private
+                                              : LocalFile::Mode::Overwrite);
     if (!file.IsOpen()) {
-        DropData();
-        WaitFor("226", "226", "421", "500");  // the server's end of the aborted transfer
-        return 1;
+        Log("The local file could not be written: " + localPath);
+        return FinishTransfer(PumpEnd::LocalFailed);
     }
     long long expected = miniBase_.FindSize(name);
     if (expected != 0 && status != nullptr) {
-        status->SetMax(Clamped(expected));
+        status->SetMax(expected);
     }
     transferTotal_ = expected;
     transferDone_ = offset;
-    if (kind == Fetch::Resume && status != nullptr) {
-        status->SetNbOctet(Clamped(offset));
+    if (kind == kResume && status != nullptr) {
+        status->SetNbOctet(offset);
     }
-    PumpEnd end = PumpToFile(file, status, kind == Fetch::Ascii);
-    DropData();
-    RAZinfo();
-    switch (end) {
-        case PumpEnd::Done:
-            return WaitFor("226", "226", "421", "500");
-        case PumpEnd::Stopped:
-            ClearStop();
-            return kind == Fetch::Binary ? 1 : 0;
-        case PumpEnd::WriteFailed:
-            WaitFor("226", "226", "421", "500");
-            return 1;
-        default:
-            // The socket has shown its alert. Read the server's end of the transfer so that it
-            // does not answer the next command.
-            WaitFor("226", "226", "421", "500");
-            return 0;
-    }
+    return FinishTransfer(RunPump([&] { return PumpToFile(file, status, kind == kAscii); }));
 }
 
 FTPcommand::PumpEnd FTPcommand::PumpToFile(LocalFile& file, StatusMonitor* status, bool ascii) {
     std::vector<char> block(ascii ? kAsciiBlock : 0);
+    SocketIPS& socket = *data_.Socket();
     while (true) {
         if (stop_) {
             return PumpEnd::Stopped;
         }
         // Binary data goes from the socket to the file in the kernel; ASCII data is looked at.
-        long long got = ascii ? data_->RecvBin(block.data(), static_cast<int>(block.size()))
-                              : data_->ReceiveToFile(file.Fd(), kReceiveBlock);
+        long long got = ascii ? socket.RecvBin(block.data(), static_cast<int>(block.size()))
+                              : socket.ReceiveToFile(file.Fd(), kReceiveBlock);
         if (got == 0) {
             return PumpEnd::Done;
         }
         if (got == -2) {
-            return PumpEnd::WriteFailed;
+            return PumpEnd::LocalFailed;
         }
         if (got < 0) {
             return stop_ ? PumpEnd::Stopped : PumpEnd::ReceiveFailed;
@@ -577,156 +756,111 @@ FTPcommand::PumpEnd FTPcommand::PumpToFile(LocalFile& file, StatusMonitor* statu
             kept = static_cast<long long>(
                 AsciiConversion::StripCarriageReturns(block.data(), static_cast<std::size_t>(got)));
             if (!file.WriteAll(block.data(), static_cast<std::size_t>(kept))) {
-                return PumpEnd::WriteFailed;
+                return PumpEnd::LocalFailed;
             }
         }
         transferDone_ += got;
         if (status != nullptr) {
-            status->SetNbOctet(static_cast<int>(kept));
+            status->SetNbOctet(kept);
         }
     }
 }
 
 int FTPcommand::PUTASCII(const char* name, const char* localDirectory, StatusMonitor* status,
                          int mode) {
-    return SendFile(true, name, localDirectory, status, mode);
+    std::string folder = localDirectory != nullptr ? localDirectory : "";
+    return Store(true, folder + (name != nullptr ? name : ""), name, status, mode);
 }
 
 int FTPcommand::PUTBINARY(const char* name, const char* localDirectory, StatusMonitor* status,
                           int mode) {
-    return SendFile(false, name, localDirectory, status, mode);
+    std::string folder = localDirectory != nullptr ? localDirectory : "";
+    return Store(false, folder + (name != nullptr ? name : ""), name, status, mode);
 }
 
-int FTPcommand::SendFile(bool ascii, const char* name, const char* localDirectory,
-                         StatusMonitor* status, int mode) {
+int FTPcommand::Store(bool ascii, const std::string& localPath, const char* name,
+                      StatusMonitor* status, int mode) {
     SetText(operationText_, ascii ? "Put ASCII" : "Put BINARY");
     SetText(fileText_, name != nullptr ? name : "");
     if (name == nullptr) {
         return 1;
     }
     // Opened before STOR, so that a missing file leaves nothing behind on the server.
-    LocalFile file(std::string(localDirectory != nullptr ? localDirectory : "") + name,
-                   LocalFile::Mode::Read);
+    LocalFile file(localPath, LocalFile::Mode::Read);
     if (!file.IsOpen()) {
         return 1;
     }
-    if (int result = OpenData("STOR", name, mode, "150", "125", "532", "425", 0); result != 0) {
+    if (int result = OpenData("STOR", name, mode, {"150", "125", "532", "425"}, 0); result != 0) {
         return result;
     }
     transferTotal_ = file.Size();
     transferDone_ = 0;
-    PumpEnd end = ascii ? PumpAsciiFromFile(file, status) : PumpFromFile(file, status);
-    DropData();
-    if (end == PumpEnd::Stopped) {
-        ClearStop();
-    }
-    if (end != PumpEnd::Done) {
-        RAZinfo();
-        return 0;
-    }
-    if (int result = WaitFor("226", "226", "421", "500"); result != 0) {
-        return result;
-    }
-    RAZinfo();
-    return 0;
+    return FinishTransfer(RunPump([&] { return PumpFromFile(file, status, ascii); }));
 }
 
-FTPcommand::PumpEnd FTPcommand::PumpFromFile(LocalFile& file, StatusMonitor* status) {
-    std::vector<char> block(kSendBlock);
-    long long size = transferTotal_;
-    for (long long sent = 0; sent < size;) {
-        ssize_t got = file.Read(block.data(), block.size());
-        if (got <= 0) {
+// Sends the file as it was when the transfer began: a file that keeps growing ends there.
+FTPcommand::PumpEnd FTPcommand::PumpFromFile(LocalFile& file, StatusMonitor* status, bool ascii) {
+    std::vector<char> block(ascii ? kAsciiBlock : kSendBlock);
+    std::string converted;
+    SocketIPS& socket = *data_.Socket();
+    for (long long sent = 0, size = transferTotal_; sent < size;) {
+        std::size_t want = static_cast<std::size_t>(
+            std::min<long long>(static_cast<long long>(block.size()), size - sent));
+        ssize_t got = file.Read(block.data(), want);
+        if (got == 0) {
             break;  // the file shrank meanwhile
+        }
+        if (got < 0) {
+            return PumpEnd::LocalFailed;
+        }
+        const char* bytes = block.data();
+        std::size_t length = static_cast<std::size_t>(got);
+        std::size_t lineEnds = 0;
+        if (ascii) {
+            converted.clear();
+            lineEnds = AsciiConversion::AddCarriageReturns(bytes, length, converted);
+            bytes = converted.data();
+            length = converted.size();
         }
         if (stop_) {
             return PumpEnd::Stopped;
         }
-        if (data_->SendData(block.data(), static_cast<int>(got)) != 0) {
+        if (socket.SendData(bytes, static_cast<int>(length)) != 0) {
             return stop_ ? PumpEnd::Stopped : PumpEnd::SendFailed;
         }
         sent += got;
         transferDone_ += got;
-        if (status != nullptr) {
-            status->SetNbOctet(static_cast<int>(got));
-        }
-    }
-    return PumpEnd::Done;
-}
-
-FTPcommand::PumpEnd FTPcommand::PumpAsciiFromFile(LocalFile& file, StatusMonitor* status) {
-    std::vector<char> block(kAsciiBlock);
-    std::string converted;
-    long long size = transferTotal_;
-    for (long long sent = 0; sent < size;) {
-        ssize_t got = file.Read(block.data(), block.size());
-        if (got <= 0) {
-            break;
-        }
-        converted.clear();
-        std::size_t lineEnds = AsciiConversion::AddCarriageReturns(block.data(), got, converted);
-        // Stop is honoured at line ends, as a byte-by-byte sender would see it.
-        if (lineEnds > 0 && stop_) {
-            return PumpEnd::Stopped;
-        }
-        if (data_->SendData(converted.data(), static_cast<int>(converted.size())) != 0) {
-            return stop_ ? PumpEnd::Stopped : PumpEnd::SendFailed;
-        }
         if (status != nullptr) {
             if (lineEnds > 0) {
-                status->SetNbOctet(static_cast<int>(lineEnds));  // the CRs added
+                status->SetNbOctet(static_cast<long long>(lineEnds));  // the CRs added
             }
-            status->SetNbOctet(static_cast<int>(got));
+            status->SetNbOctet(got);
         }
-        sent += got;
-        transferDone_ += got;
     }
     return PumpEnd::Done;
 }
 
-int FTPcommand::SendListCommand(const char* directory) {
-    return SendLine("LIST", directory);
-}
+// ---- Listings ----
 
 int FTPcommand::LISTING(const char* directory, Items* files, Items* directories,
                         StatusMonitor* status, int mode, ListingMonitor* view, BarMonitor* bar) {
-    if (mode == 1) {
-        int port = PASV();
-        if (port == 0 || !ConnectPassive(port)) {
-            return 1;
-        }
-        if (int sent = SendListCommand(directory); sent != 0) {
-            DropData();
-            return sent;
-        }
-        if (int result = WaitFor("150", "125", "421", "550"); result != 0) {
-            DropData();
-            return result;
-        }
-    } else {
-        for (int attempt = 0;; ++attempt) {
-            PORT();
-            if (int sent = SendListCommand(directory); sent != 0) {
-                DropData();
-                return sent;
-            }
-            int result = WaitFor("150", "125", "421", "425");
-            if (result == 3 && attempt + 1 < kDataAttempts) {
-                nextActivePort_ += 9;  // with PORT's own step, each retry moves ten ports on
-                continue;
-            }
-            if (result != 0) {
-                DropData();
-                return result;
-            }
-            break;
-        }
-        Waiting();
+    if (int result = OpenData("LIST", directory, mode, {"150", "125", "421", "550"}, 0);
+        result != 0) {
+        return result;
     }
-    ExpoitLISTING(files, directories, status, view, bar);
-    DropData();
-    WaitFor("226", "226", "421", "500");
-    return 0;
+    PumpEnd end = RunPump([&] { return ReadListing(files, directories, status, view, bar); });
+    int result = FinishTransfer(end);
+    if (result != 0) {
+        Log("The listing is incomplete.");
+    }
+    return result;
+}
+
+void FTPcommand::ExpoitLISTING(Items* files, Items* directories, StatusMonitor* status,
+                               ListingMonitor* view, BarMonitor* bar) {
+    if (data_.Socket() != nullptr) {
+        ReadListing(files, directories, status, view, bar);
+    }
 }
 
 void FTPcommand::AddListed(const EntryStringItem& item, const std::string& line, long long size,
@@ -745,18 +879,29 @@ void FTPcommand::AddListed(const EntryStringItem& item, const std::string& line,
     miniBase_.AddSize(size);
 }
 
-void FTPcommand::ExpoitLISTING(Items* files, Items* directories, StatusMonitor* status,
-                               ListingMonitor* view, BarMonitor* bar) {
+FTPcommand::PumpEnd FTPcommand::ReadListing(Items* files, Items* directories, StatusMonitor* status,
+                                            ListingMonitor* view, BarMonitor* bar) {
     int fileCount = 0;
     int directoryCount = 0;
+    std::size_t lines = 0;
     miniBase_.Erase();
     if (view != nullptr) {
         view->Clear();
     }
-    while (data_ && !stop_) {
-        std::optional<std::string> line = data_->RecvString();
-        if (!line || line->empty()) {
-            break;
+    SocketIPS& socket = *data_.Socket();
+    while (!stop_) {
+        std::optional<std::string> line = socket.RecvString();
+        if (!line) {
+            bool ended = socket.LastRecvState() == SocketIPS::RecvState::EndOfData;
+            return ended ? PumpEnd::Done : stop_ ? PumpEnd::Stopped : PumpEnd::ReceiveFailed;
+        }
+        if (line->empty()) {
+            continue;
+        }
+        if (++lines > listingLimit_) {
+            Log("The listing passed " + std::to_string(listingLimit_) +
+                " lines and was stopped there.");
+            return PumpEnd::TooLong;
         }
         ListingParser::Result parsed = ListingParser::Parse(*line);
         if (parsed.outcome == ListingParser::Outcome::Unsafe) {
@@ -766,15 +911,8 @@ void FTPcommand::ExpoitLISTING(Items* files, Items* directories, StatusMonitor* 
             continue;
         }
         const ListingParser::Entry& entry = parsed.entry;
-        switch (entry.kind) {
-            case ListingParser::Kind::File:
-                ++fileCount;
-                break;
-            case ListingParser::Kind::Directory:
-            case ListingParser::Kind::Link:  // a link counts as a directory
-                ++directoryCount;
-                break;
-        }
+        bool isFile = entry.kind == ListingParser::Kind::File;
+        ++(isFile ? fileCount : directoryCount);  // a link counts as a directory
         if (status != nullptr) {
             status->LoadFD(fileCount, directoryCount);
         }
@@ -797,4 +935,5 @@ void FTPcommand::ExpoitLISTING(Items* files, Items* directories, StatusMonitor* 
             bar->SetText(status->Text());
         }
     }
+    return PumpEnd::Stopped;
 }

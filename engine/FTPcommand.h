@@ -1,14 +1,17 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "DataChannel.h"
 #include "EntryStringItem.h"
 #include "MiniBase.h"
+#include "ReplyReader.h"
 
 class BarMonitor;
 class Interrupter;
@@ -17,13 +20,15 @@ class LocalFile;
 class LogMonitor;
 class SocketIPS;
 class StatusMonitor;
+class ViewFolder;
 
-// One FTP session: the control connection, the log-on and the one-line commands.
-// One worker thread drives it at a time; STOP and the text and counter accessors may be called
-// from any other thread.
+// One FTP session: the control connection, the log-on, the one-line commands, the data
+// connections, the transfers and the listings. One worker thread drives it at a time; STOP and
+// the text and counter accessors may be called from any other thread.
 //
-// Results: 0 success; 1 missing argument, no connection or no reply; 2 and 3 the reply carried
-// the command's first or second failure code (3 also for a failed send); 4 any other 4xx or 5xx.
+// Results: 0 success; 1 missing or refused argument, no connection, no reply, a cut data
+// connection, a local file error or a stop; 2 and 3 the reply carried the command's first or
+// second failure code (3 also for a failed send); 4 any other failure reply.
 class FTPcommand {
 public:
     FTPcommand();
@@ -34,9 +39,13 @@ public:
     int Init(const char* host, const char* port, const char* user, const char* password,
              StatusMonitor* status);
     int Logonto(StatusMonitor* status);
+    // Reads whole replies until one decides: an awaited code, or any other final reply (another
+    // 2xx succeeds, anything else fails).
     int WaitFor(const char* success1, const char* success2, const char* failure1,
                 const char* failure2);
     int SendRAW(const char* line);
+    // Sends a raw line and reads its whole reply: 0 for 2xx and 3xx, 4 for a failure reply.
+    int Quote(const char* line);
 
     int QUIT();
     int CWD(const char* directory);
@@ -44,7 +53,7 @@ public:
     int RMD(const char* directory);
     int DELE(const char* file);
     int RENAME(const char* from, const char* to);
-    int REST(int offset);
+    int REST(long long offset);
     int ASCII();
     int BINARY();
     int MODESTREAM();
@@ -52,14 +61,15 @@ public:
     int STOP();
     void RAZinfo();
 
-    // Data connections. A transfer's `mode` is 0 for active (PORT: the server connects to us) or
-    // 1 for passive (PASV: we connect to the server's port at the control connection's host).
+    // Data connections. A transfer's `mode` is 0 for active (PORT or EPRT: the server connects
+    // to us) or 1 for passive (PASV or EPSV: we connect to the server). The extended commands
+    // are used on IPv6 control connections.
     int PORT();
     int PASV();
     void Waiting();
 
-    // Fetches `name` into `localDirectory` + its last path component, or into "/var/tmp/" when
-    // `toTemporary` is set. The local name never leaves that folder.
+    // Fetches `name` into `localDirectory` + its last path component, or into the private view
+    // folder when `toTemporary` is set. The local name never leaves that folder.
     int GETASCII(const char* name, const char* localDirectory, StatusMonitor* status, int mode,
                  bool toTemporary);
     int GETBINARY(const char* name, const char* localDirectory, StatusMonitor* status, int mode,
@@ -71,9 +81,16 @@ public:
     int PUTBINARY(const char* name, const char* localDirectory, StatusMonitor* status, int mode);
     static long long GetLenFile(const char* path);
 
+    enum class Fetch { Ascii, Binary, Resume };
+    // The transfers above with the local file named in full.
+    int Retrieve(Fetch kind, const char* name, const std::string& localPath, StatusMonitor* status,
+                 int mode);
+    int Store(bool ascii, const std::string& localPath, const char* name, StatusMonitor* status,
+              int mode);
+
     using Items = std::vector<EntryStringItem>;
     // Lists `directory` (null: the current one) into the files and directories lists (links go
-    // to both), the full-listing view and the mini-base.
+    // to both), the full-listing view and the mini-base. 0 only for a complete listing.
     int LISTING(const char* directory, Items* files, Items* directories, StatusMonitor* status,
                 int mode, ListingMonitor* view, BarMonitor* bar);
     void ExpoitLISTING(Items* files, Items* directories, StatusMonitor* status,
@@ -87,12 +104,18 @@ public:
     void SetMiniBase(const MiniBase& miniBase) { miniBase_ = miniBase; }
 
     void SetLog(LogMonitor* log) { log_ = log; }
-    // Bounds every connect and reply wait; 40 s unless a test asks for less.
+    // Bounds every connect, reply and data wait; 40 s unless a test asks for less.
     void SetTimeout(int milliseconds);
+    // Where files fetched for viewing go; a private folder of its own is made when none is set.
+    void SetViewFolder(std::shared_ptr<ViewFolder> folder);
+    static constexpr std::size_t kMaxListingEntries = 1000000;
+    void SetListingLimit(std::size_t entries) { listingLimit_ = entries; }
 
     std::string HostText() const;
     std::string OperationText() const;
     std::string FileText() const;
+    // The last reply the server sent, all its lines, for messages that quote the server.
+    std::string LastReplyText() const;
     long long TransferTotal() const { return transferTotal_; }
     long long TransferDone() const { return transferDone_; }
     // False while an active-mode transfer waits for the server to connect.
@@ -102,34 +125,55 @@ public:
     void SetNextActivePort(int port) { nextActivePort_ = port; }
 
 private:
-    int SendLine(const char* word, const char* argument);
-    int Command(const char* word, const char* argument, const char* success1, const char* success2,
-                const char* failure1, const char* failure2);
+    using Clock = std::chrono::steady_clock;
+    struct Codes {
+        const char* success1;
+        const char* success2;
+        const char* failure1;
+        const char* failure2;
+    };
+    enum class Outcome { Success, FirstFailure, SecondFailure, OtherFailure, NoReply };
+    struct Answer {
+        Outcome outcome = Outcome::NoReply;
+        int code = 0;
+    };
+    enum class PumpEnd { Done, Stopped, ReceiveFailed, SendFailed, LocalFailed, TooLong };
+
+    static int ResultOf(Outcome outcome);
     int Connect(const char* host, const char* port, StatusMonitor* status);
+    int ReadGreeting();
+    int SendLine(const char* word, const char* argument);
+    int Command(const char* word, const char* argument, const Codes& codes);
+    Answer Await(const Codes& codes, int timeoutMs);
+    Answer Await(const Codes& codes) { return Await(codes, timeoutMs_); }
+    std::optional<FtpReply> ReadReply(Clock::time_point deadline);
+    std::optional<FtpReply> SendAndRead(const char* word, const char* argument);
     void Log(const std::string& line);
     void Step(StatusMonitor* status, const char* statusText, const char* logText,
               const char* operationText);
     void SetText(std::string& field, const std::string& value);
 
-    enum class Fetch { Ascii, Binary, Resume };
-    enum class PumpEnd { Done, Stopped, ReceiveFailed, SendFailed, WriteFailed };
-    int FetchFile(Fetch kind, const char* name, const char* localDirectory, StatusMonitor* status,
-                  int mode, bool toTemporary);
-    int SendFile(bool ascii, const char* name, const char* localDirectory, StatusMonitor* status,
-                 int mode);
-    int OpenData(const char* verb, const char* argument, int mode, const char* success1,
-                 const char* success2, const char* failure1, const char* failure2,
+    int OpenDataConnection(int mode);
+    int OpenData(const char* verb, const char* argument, int mode, const Codes& codes,
                  long long restOffset);
-    bool ConnectPassive(int port);
-    int SendListCommand(const char* directory);
+    int FetchTo(Fetch kind, const char* name, const std::string& localPath, StatusMonitor* status,
+                int mode, bool toViewFolder);
+    template <typename Pump>
+    PumpEnd RunPump(Pump pump);
+    int FinishTransfer(PumpEnd end);
+    int EPSV();
+    int EPRT();
+    std::string LocalPathOf(const char* name, const char* localDirectory, bool toTemporary);
+    std::string ViewFolderPath();
     PumpEnd PumpToFile(LocalFile& file, StatusMonitor* status, bool ascii);
-    PumpEnd PumpFromFile(LocalFile& file, StatusMonitor* status);
-    PumpEnd PumpAsciiFromFile(LocalFile& file, StatusMonitor* status);
+    PumpEnd PumpFromFile(LocalFile& file, StatusMonitor* status, bool ascii);
+    PumpEnd ReadListing(Items* files, Items* directories, StatusMonitor* status,
+                        ListingMonitor* view, BarMonitor* bar);
     void AddListed(const EntryStringItem& name, const std::string& line, long long size,
                    Items* list, Items* secondList, ListingMonitor* view);
-    void DropData();
     void ClearStop();
     std::unique_ptr<SocketIPS> NewSocket() const;
+    bool IsIPv6() const;
 
     std::optional<std::string> user_;
     std::optional<std::string> password_;
@@ -139,20 +183,32 @@ private:
     std::atomic<long long> transferTotal_{0};
     std::atomic<long long> transferDone_{0};
     std::atomic<bool> acceptIdle_{true};
+    // While data moves, STOP leaves the control connection open so that the server's answer to
+    // the cut transfer can still be read.
+    bool dataPhase_ = false;
     std::atomic<int> nextActivePort_{0};
     int timeoutMs_;
+    std::size_t listingLimit_ = kMaxListingEntries;
+    // The final reply of a transfer came with its start (a server that had nothing to send).
+    bool finalReplyRead_ = false;
+    // A reply broke the reader's limits: the connection cannot be read in step any more.
+    bool broken_ = false;
+    // STOP ended the control connection.
+    std::atomic<bool> controlStopped_{false};
 
     mutable std::mutex textMutex_;
     std::string hostText_;
     std::string operationText_;
     std::string fileText_;
+    std::string lastReply_;
 
     // Guards the control pointer against STOP from another thread while the owner replaces it.
     mutable std::mutex controlMutex_;
     std::unique_ptr<SocketIPS> control_;
-    std::unique_ptr<SocketIPS> data_;
-    std::unique_ptr<SocketIPS> listener_;
+    ReplyReader replies_;
+    DataChannel data_;
     std::shared_ptr<Interrupter> interrupter_;
+    std::shared_ptr<ViewFolder> viewFolder_;
     LogMonitor* log_ = nullptr;
     MiniBase miniBase_;
 };

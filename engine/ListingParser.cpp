@@ -35,10 +35,63 @@ bool IsDotOrDotDot(std::string_view name) {
     return name == "." || name == "..";
 }
 
+bool AllDigits(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+// "01-01-20" or "01-01-2020".
+bool IsDosDate(std::string_view field) {
+    return (field.size() == 8 || field.size() == 10) && field[2] == '-' && field[5] == '-' &&
+           AllDigits(field.substr(0, 2)) && AllDigits(field.substr(3, 2)) &&
+           AllDigits(field.substr(6));
+}
+
+// "12:00PM", "09:15AM" or a 24-hour "14:30".
+bool IsDosTime(std::string_view field) {
+    if (field.size() == 7 && (field.ends_with("AM") || field.ends_with("PM"))) {
+        field.remove_suffix(2);
+    }
+    return field.size() == 5 && field[2] == ':' && AllDigits(field.substr(0, 2)) &&
+           AllDigits(field.substr(3));
+}
+
 }  // namespace
+
+// Windows servers: "01-01-20  12:00PM       <DIR>          dosdir" or "... 1234 file.txt".
+ListingParser::Result ListingParser::ParseDos(std::string_view line) {
+    Result result;
+    std::size_t at = 0;
+    std::string_view date = NextField(line, at);
+    std::string_view time = NextField(line, at);
+    std::string_view sizeOrDir = NextField(line, at);
+    if (!IsDosDate(date) || !IsDosTime(time) || (sizeOrDir != "<DIR>" && !AllDigits(sizeOrDir))) {
+        return result;
+    }
+    std::size_t start = line.find_first_not_of(' ', at);
+    std::string_view name =
+        start == std::string_view::npos ? std::string_view() : line.substr(start);
+    if (name.empty()) {
+        result.outcome = Outcome::Malformed;
+        return result;
+    }
+    bool directory = sizeOrDir == "<DIR>";
+    if (directory && IsDotOrDotDot(name)) {
+        return result;
+    }
+    return Checked({directory ? Kind::Directory : Kind::File,
+                    std::string(name.substr(0, kNameCapacity)), directory ? 0 : SizeOf(sizeOrDir)});
+}
+
+ListingParser::Result ListingParser::Checked(Entry entry) {
+    bool unsafe = IsDotOrDotDot(entry.name) || entry.name.find('/') != std::string::npos;
+    return {unsafe ? Outcome::Unsafe : Outcome::Entry, std::move(entry)};
+}
 
 ListingParser::Result ListingParser::Parse(std::string_view line) {
     Result result;
+    if (!line.empty() && line[0] >= '0' && line[0] <= '9') {
+        return ParseDos(line);
+    }
     if (line.empty() || (line[0] != 'l' && line[0] != '-' && line[0] != 'd')) {
         return result;
     }
@@ -64,8 +117,5 @@ ListingParser::Result ListingParser::Parse(std::string_view line) {
     if (kind != Kind::File && IsDotOrDotDot(name)) {
         return result;
     }
-    result.entry = {kind, std::string(name), SizeOf(fields[4])};
-    bool unsafe = IsDotOrDotDot(name) || name.find('/') != std::string_view::npos;
-    result.outcome = unsafe ? Outcome::Unsafe : Outcome::Entry;
-    return result;
+    return Checked({kind, std::string(name), SizeOf(fields[4])});
 }

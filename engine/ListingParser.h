@@ -4,7 +4,8 @@
 #include <string>
 #include <string_view>
 
-// Reads one line of a Unix long listing ("drwxr-xr-x 2 ftp ftp 4096 Jan 01 12:00 my dir").
+// Reads one line of a Unix long listing ("drwxr-xr-x 2 ftp ftp 4096 Jan 01 12:00 my dir") or of
+// a DOS-style one ("01-01-20  12:00PM       <DIR>          my dir").
 class ListingParser {
 public:
     enum class Kind { File, Directory, Link };
@@ -27,4 +28,8 @@ public:
     static constexpr std::size_t kNameCapacity = 255;
 
     static Result Parse(std::string_view line);
+
+private:
+    static Result ParseDos(std::string_view line);
+    static Result Checked(Entry entry);
 };

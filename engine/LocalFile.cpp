@@ -16,20 +16,25 @@ int FlagsFor(LocalFile::Mode mode) {
             return O_WRONLY | O_CREAT | O_TRUNC;
         case LocalFile::Mode::Append:
             return O_WRONLY | O_CREAT | O_APPEND;
+        case LocalFile::Mode::Private:
+            return O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW;
     }
     return O_RDONLY;
 }
 
 }  // namespace
 
-LocalFile::LocalFile(const std::string& path, Mode mode, bool noFollow) {
-    int flags = FlagsFor(mode) | O_CLOEXEC | (noFollow ? O_NOFOLLOW : 0);
-    fd_ = open(path.c_str(), flags, 0644);
+LocalFile::LocalFile(const std::string& path, Mode mode) {
+    // Non-blocking, so that a fifo under the name cannot hold the open for ever.
+    int flags = FlagsFor(mode) | O_CLOEXEC | O_NONBLOCK;
+    fd_ = open(path.c_str(), flags, mode == Mode::Private ? 0600 : 0644);
     struct stat info {};
-    // Only plain files: never write into a fifo or a device that happens to carry the name.
     if (fd_ >= 0 && (fstat(fd_, &info) != 0 || !S_ISREG(info.st_mode))) {
         close(fd_);
         fd_ = -1;
+    }
+    if (fd_ >= 0) {
+        fcntl(fd_, F_SETFL, fcntl(fd_, F_GETFL) & ~O_NONBLOCK);
     }
 }
 

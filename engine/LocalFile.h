@@ -10,10 +10,11 @@ public:
         Read,       // a file to send
         Overwrite,  // a fetched file: created when absent, existing contents erased
         Append,     // a partly fetched file: created when absent, written at its end
+        Private,    // a new file only its owner may read, never a link or anything already there
     };
 
-    // `noFollow` refuses a symbolic link in place of the file (shared folders such as /var/tmp).
-    LocalFile(const std::string& path, Mode mode, bool noFollow = false);
+    // Only plain files open: a fifo, a device or a folder under the name is refused at once.
+    LocalFile(const std::string& path, Mode mode);
     ~LocalFile();
     LocalFile(const LocalFile&) = delete;
     LocalFile& operator=(const LocalFile&) = delete;

@@ -1,70 +1,116 @@
 #include "Reply.h"
 
-#include <cstdlib>
+#include <array>
+#include <cctype>
+#include <charconv>
 
 namespace {
 
-bool Holds(const std::string& line, const char* code) {
-    return code != nullptr && line.find(code) != std::string::npos;
+bool Is(int code, const char* awaited) {
+    if (awaited == nullptr || std::string_view(awaited).size() != 3) {
+        return false;
+    }
+    int value = 0;
+    auto [end, error] = std::from_chars(awaited, awaited + 3, value);
+    return error == std::errc() && end == awaited + 3 && value == code;
+}
+
+bool IsDigit(char c) {
+    return std::isdigit(static_cast<unsigned char>(c)) != 0;
+}
+
+// Reads a decimal number of at most `digits` digits at `at`; nothing when there is no digit.
+std::optional<int> NumberAt(std::string_view text, std::size_t& at, std::size_t digits) {
+    std::size_t start = at;
+    while (at < text.size() && at - start < digits && IsDigit(text[at])) {
+        ++at;
+    }
+    if (at == start || (at < text.size() && IsDigit(text[at]))) {
+        return std::nullopt;
+    }
+    int value = 0;
+    std::from_chars(text.data() + start, text.data() + at, value);
+    return value;
+}
+
+int ValidPort(int port) {
+    return port >= 1 && port <= 65535 ? port : 0;
 }
 
 }  // namespace
 
-Reply::Verdict Reply::Judge(const std::string& line, const char* success1, const char* success2,
+Reply::Verdict Reply::Judge(int code, const char* success1, const char* success2,
                             const char* failure1, const char* failure2) {
-    if (Holds(line, success1) || Holds(line, success2)) {
+    if (Is(code, success1) || Is(code, success2)) {
         return Verdict::Success;
     }
-    if (Holds(line, failure1)) {
+    if (Is(code, failure1)) {
         return Verdict::FirstFailure;
     }
-    if (Holds(line, failure2)) {
+    if (Is(code, failure2)) {
         return Verdict::SecondFailure;
     }
-    if (!line.empty() && (line[0] == '4' || line[0] == '5')) {
-        return Verdict::OtherFailure;
+    if (code < 200) {
+        return Verdict::Undecided;  // a preliminary reply, or text that is no reply
     }
-    return Verdict::Undecided;
+    return code < 300 ? Verdict::Success : Verdict::OtherFailure;
 }
 
-bool Reply::IsPathReply(const std::string& line) {
-    return line.compare(0, 3, "257") == 0;
-}
-
-std::string Reply::QuotedPath(const std::string& line) {
-    constexpr std::size_t kPathStart = 5;  // just after the opening quote of `257 "`
-    if (line.size() <= kPathStart) {
-        return {};
+std::optional<std::string> Reply::QuotedPath(std::string_view text) {
+    std::size_t open = text.find('"');
+    if (open == std::string_view::npos) {
+        return std::nullopt;
     }
-    std::size_t end = line.find('"', kPathStart);
-    return line.substr(kPathStart, end == std::string::npos ? std::string::npos : end - kPathStart);
-}
-
-bool Reply::IsPassiveReply(const std::string& line) {
-    return line.find("227") != std::string::npos && line.find('(') != std::string::npos &&
-           line.find(')') != std::string::npos;
-}
-
-int Reply::PassivePort(const std::string& line) {
-    std::size_t at = line.find('(');
-    if (at == std::string::npos) {
-        return 0;
-    }
-    int numbers[2] = {-1, -1};
-    int commas = 0;
-    for (std::size_t i = at; i < line.size() && commas < 5; ++i) {
-        if (line[i] != ',') {
-            continue;
-        }
-        ++commas;
-        if (commas >= 4) {
-            // Up to three characters, read as atoi reads them: ")" or other text ends the number.
-            numbers[commas - 4] = std::atoi(line.substr(i + 1, 3).c_str());
+    std::string path;
+    for (std::size_t at = open + 1; at < text.size(); ++at) {
+        if (text[at] != '"') {
+            path += text[at];
+        } else if (at + 1 < text.size() && text[at + 1] == '"') {
+            path += '"';
+            ++at;
+        } else {
+            return path;
         }
     }
-    if (commas < 5) {
+    return std::nullopt;  // no closing quote: the reply was cut or is not a path
+}
+
+int Reply::PassivePort(std::string_view text) {
+    // Past the code, the first digit starts h1: some servers leave out the parentheses.
+    std::size_t at = text.size() > 3 ? 3 : text.size();
+    while (at < text.size() && !IsDigit(text[at])) {
+        ++at;
+    }
+    std::array<int, 6> numbers{};
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        if (i > 0) {
+            if (at >= text.size() || text[at] != ',') {
+                return 0;
+            }
+            ++at;
+        }
+        std::optional<int> number = NumberAt(text, at, 3);
+        if (!number || *number > 255) {
+            return 0;
+        }
+        numbers[i] = *number;
+    }
+    return ValidPort(numbers[4] * 256 + numbers[5]);
+}
+
+int Reply::ExtendedPassivePort(std::string_view text) {
+    std::size_t open = text.find('(');
+    if (open == std::string_view::npos || open + 4 >= text.size()) {
         return 0;
     }
-    int port = numbers[0] * 256 + numbers[1];
-    return port >= 1 && port <= 65535 ? port : 0;
+    char delimiter = text[open + 1];
+    if (IsDigit(delimiter) || text[open + 2] != delimiter || text[open + 3] != delimiter) {
+        return 0;
+    }
+    std::size_t at = open + 4;
+    std::optional<int> port = NumberAt(text, at, 5);
+    if (!port || at >= text.size() || text[at] != delimiter) {
+        return 0;
+    }
+    return ValidPort(*port);
 }

@@ -2,24 +2,28 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
-// Reading of single reply lines, kept apart from the sockets so that it is tested on its own.
+// What a whole reply means to the command that waits for it, and the parsers of the replies
+// that carry data (257, 227, 229). Kept apart from the sockets so that each is tested alone.
 class Reply {
 public:
     enum class Verdict { Success, FirstFailure, SecondFailure, OtherFailure, Undecided };
 
-    // A line holding either success code anywhere succeeds; then the failure codes are looked
-    // for anywhere; then any line starting with 4 or 5 fails. Null codes are not looked for.
-    static Verdict Judge(const std::string& line, const char* success1, const char* success2,
-                         const char* failure1, const char* failure2);
+    // Judges a reply code against the codes a command waits for (null codes are not looked for).
+    // An awaited code decides; another preliminary (1xx) or a line without a code decides
+    // nothing; any other 2xx succeeds and anything else fails.
+    static Verdict Judge(int code, const char* success1, const char* success2, const char* failure1,
+                         const char* failure2);
 
-    // The path of a 257 reply: from the character after index 4 up to the next double quote.
-    static bool IsPathReply(const std::string& line);
-    static std::string QuotedPath(const std::string& line);
+    // The path of a 257 reply: the text between the first double quote and the next lone one,
+    // with doubled quotes inside read as one. Nothing when the reply holds no quoted path.
+    static std::optional<std::string> QuotedPath(std::string_view text);
 
-    // A 227 line holding "(" and ")".
-    static bool IsPassiveReply(const std::string& line);
-    // The port of a 227 reply: fifth and sixth numbers after "(", or 0 when they are missing.
-    // The four address numbers are not used: data goes to the control connection's host.
-    static int PassivePort(const std::string& line);
+    // The port of a 227 reply, from the six numbers h1,h2,h3,h4,p1,p2 that follow the code
+    // (with or without parentheses); 0 when they are missing or out of range. The address is
+    // not used: data goes to the control connection's peer.
+    static int PassivePort(std::string_view text);
+    // The port of a 229 reply "(|||port|)", any delimiter; 0 when malformed.
+    static int ExtendedPassivePort(std::string_view text);
 };

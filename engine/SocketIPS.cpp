@@ -53,8 +53,14 @@ SocketIPS::SocketIPS(int descriptor) : fd_(descriptor), readAhead_(kReadAheadCap
     closed_ = false;
     // Every wait goes through poll, bounded and interruptible: the descriptor must not block.
     fcntl(fd_, F_SETFL, fcntl(fd_, F_GETFL) | O_NONBLOCK);
+    RememberAddresses();
+}
+
+void SocketIPS::RememberAddresses() {
     socklen_t length = sizeof address_;
     getsockname(fd_, reinterpret_cast<sockaddr*>(&address_), &length);
+    length = sizeof peer_;
+    getpeername(fd_, reinterpret_cast<sockaddr*>(&peer_), &length);
 }
 
 SocketIPS::~SocketIPS() {
@@ -79,12 +85,12 @@ void SocketIPS::SetDescriptor(int descriptor) {
     recvCount_ = recvPosition_ = 0;
 }
 
-SocketIPS::Wait SocketIPS::WaitFor(short events) const {
+SocketIPS::Wait SocketIPS::WaitFor(short events, int timeoutMs) const {
     if (fd_ < 0) {
         return Wait::Failed;
     }
     pollfd fds[2] = {{fd_, events, 0}, {interrupter_ ? interrupter_->Fd() : -1, POLLIN, 0}};
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs_);
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     while (true) {
         int ready = poll(fds, 2, Milliseconds(deadline));
         if (ready < 0 && errno == EINTR) {
@@ -129,6 +135,17 @@ int SocketIPS::Connect(const char* host, int port) {
     return result;
 }
 
+int SocketIPS::ConnectAddress(const sockaddr_storage& address, int port) {
+    sockaddr_storage target = address;
+    SetPort(target, port);
+    addrinfo candidate{};
+    candidate.ai_family = target.ss_family;
+    candidate.ai_addr = reinterpret_cast<sockaddr*>(&target);
+    candidate.ai_addrlen = LengthOf(target);
+    port_ = port;
+    return ConnectTo(candidate);
+}
+
 int SocketIPS::ConnectTo(const addrinfo& candidate) {
     int descriptor = socket(candidate.ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (descriptor < 0) {
@@ -152,6 +169,8 @@ int SocketIPS::ConnectTo(const addrinfo& candidate) {
     if (getsockname(fd_, reinterpret_cast<sockaddr*>(&address_), &length) != 0) {
         return 1;
     }
+    length = sizeof peer_;
+    getpeername(fd_, reinterpret_cast<sockaddr*>(&peer_), &length);
     closed_ = false;
     return 0;
 }
@@ -394,7 +413,7 @@ long long SocketIPS::ReceiveToFile(int fileFd, std::size_t count) {
     }
 }
 
-ssize_t SocketIPS::ReceiveSome(char* buffer, std::size_t capacity) {
+ssize_t SocketIPS::ReceiveSome(char* buffer, std::size_t capacity, int timeoutMs) {
     while (true) {
         if (closed_ || fd_ < 0) {
             recvState_ = RecvState::Failed;
@@ -416,7 +435,7 @@ ssize_t SocketIPS::ReceiveSome(char* buffer, std::size_t capacity) {
             recvState_ = RecvState::Failed;
             return -1;
         }
-        switch (WaitFor(POLLIN)) {
+        switch (WaitFor(POLLIN, timeoutMs)) {
             case Wait::Ready:
                 continue;
             case Wait::TimedOut:
@@ -433,7 +452,7 @@ ssize_t SocketIPS::ReceiveSome(char* buffer, std::size_t capacity) {
 }
 
 bool SocketIPS::Refill() {
-    ssize_t got = ReceiveSome(readAhead_.data(), readAhead_.size());
+    ssize_t got = ReceiveSome(readAhead_.data(), readAhead_.size(), timeoutMs_);
     recvPosition_ = 0;
     recvCount_ = got > 0 ? static_cast<std::size_t>(got) : 0;
     return got > 0;
@@ -508,11 +527,18 @@ int SocketIPS::RecvBin(char* buffer, int capacity) {
     if (recvPosition_ < recvCount_) {
         return static_cast<int>(TakeBuffered(buffer, static_cast<std::size_t>(capacity)));
     }
-    ssize_t got = ReceiveSome(buffer, static_cast<std::size_t>(capacity));
+    ssize_t got = ReceiveSome(buffer, static_cast<std::size_t>(capacity), timeoutMs_);
     if (got < 0 && recvState_ != RecvState::Interrupted) {
         AlertHook::Raise(kReceiveAlert);
     }
     return static_cast<int>(got);
+}
+
+long SocketIPS::ReceiveQuietly(char* buffer, std::size_t capacity, int timeoutMs) {
+    if (recvPosition_ < recvCount_) {
+        return static_cast<long>(TakeBuffered(buffer, capacity));
+    }
+    return ReceiveSome(buffer, capacity, timeoutMs);
 }
 
 void SocketIPS::CloseSocket() {

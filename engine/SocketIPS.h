@@ -31,6 +31,8 @@ public:
 
     // 0 connected; 1 no socket, unknown host or no local address; 2 connect refused or failed.
     int Connect(const char* host, int port);
+    // Connects to an address already known (a data connection goes to the control's peer).
+    int ConnectAddress(const sockaddr_storage& address, int port);
     // 1 listening on `port` at the address of `local`; 0 on failure.
     int Listen(int port, const sockaddr_storage& local);
     std::unique_ptr<SocketIPS> Accept();
@@ -56,6 +58,9 @@ public:
     std::optional<std::string> RecvString();
     std::optional<std::string> RecvBuf();
     int RecvBin(char* buffer, int capacity);
+    // One receive without alerts, waiting at most `timeoutMs`: bytes read, 0 at the end of data,
+    // -1 on failure (LastRecvState says which).
+    long ReceiveQuietly(char* buffer, std::size_t capacity, int timeoutMs);
 
     void CloseSocket();
     // Safe from any thread: ends the connection under a blocked call without closing it.
@@ -68,18 +73,23 @@ public:
     int Descriptor() const { return fd_; }
     // After Connect: the local address of the connection.
     const sockaddr_storage& Address() const { return address_; }
+    // The other end of a connected or accepted socket.
+    const sockaddr_storage& PeerAddress() const { return peer_; }
+    int Timeout() const { return timeoutMs_; }
     const std::string& HostName() const { return hostName_; }
     int Port() const { return port_; }
 
 private:
     enum class Wait { Ready, TimedOut, Interrupted, Failed };
 
-    Wait WaitFor(short events) const;
+    Wait WaitFor(short events) const { return WaitFor(events, timeoutMs_); }
+    Wait WaitFor(short events, int timeoutMs) const;
+    void RememberAddresses();
     int ConnectTo(const struct addrinfo& candidate);
     bool SendAll(const char* bytes, std::size_t length, bool* interrupted);
     int FailSend(bool interrupted);
     bool Refill();
-    ssize_t ReceiveSome(char* buffer, std::size_t capacity);
+    ssize_t ReceiveSome(char* buffer, std::size_t capacity, int timeoutMs);
     std::size_t TakeBuffered(char* buffer, std::size_t capacity);
     void SwallowOne();
     void SetDescriptor(int descriptor);
@@ -96,6 +106,7 @@ private:
     std::size_t recvPosition_ = 0;
     bool closed_ = true;
     sockaddr_storage address_{};
+    sockaddr_storage peer_{};
     int timeoutMs_ = kDefaultTimeoutMs;
     RecvState recvState_ = RecvState::Ok;
     std::shared_ptr<Interrupter> interrupter_;

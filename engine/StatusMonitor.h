@@ -8,8 +8,8 @@ public:
     virtual ~StatusMonitor() = default;
 
     virtual void SetTypeOperation(const std::string& text) = 0;
-    virtual void SetMax(int size) = 0;
-    virtual void SetNbOctet(int bytes) = 0;
+    virtual void SetMax(long long size) = 0;
+    virtual void SetNbOctet(long long bytes) = 0;
     virtual void LoadFD(int files, int directories) = 0;
     // The counts line the window shows now; the listing copies it into the status bar.
     virtual std::string Text() = 0;

@@ -40,17 +40,17 @@ Indicator::Indicator(const std::string& name, int infoMode, QWidget* parent)
     setAttribute(Qt::WA_OpaquePaintEvent);
 }
 
-void Indicator::SetMax(int max) {
+void Indicator::SetMax(std::int64_t max) {
     figures_.SetMax(max);
     update();
 }
 
-void Indicator::SetPosition(int position) {
+void Indicator::SetPosition(std::int64_t position) {
     figures_.SetPosition(position);
     update();
 }
 
-void Indicator::Add(int amount) {
+void Indicator::Add(std::int64_t amount) {
     figures_.Add(amount);
     update();
 }

@@ -20,9 +20,9 @@ class Indicator : public QWidget {
 public:
     Indicator(const std::string& name, int infoMode, QWidget* parent = nullptr);
 
-    void SetMax(int max);
-    void SetPosition(int position);
-    void Add(int amount);
+    void SetMax(std::int64_t max);
+    void SetPosition(std::int64_t position);
+    void Add(std::int64_t amount);
     void SetText1(const std::string& text);
     void SetText2(const std::string& text);
     // Null is ignored.
@@ -30,8 +30,8 @@ public:
     void SetText2(const char* text);
     std::string Text1() const { return figures_.Text1(); }
     std::string Text2() const { return figures_.Text2(); }
-    int Max() const { return figures_.Max(); }
-    int Position() const { return figures_.Position(); }
+    std::int64_t Max() const { return figures_.Max(); }
+    std::int64_t Position() const { return figures_.Position(); }
 
     // Replaces all the figures at once, as the status window does when it redraws.
     void SetFigures(const IndicatorModel& figures);

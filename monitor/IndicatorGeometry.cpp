@@ -6,7 +6,7 @@
 
 namespace {
 
-double Share(int position, int max) {
+double Share(std::int64_t position, std::int64_t max) {
     return std::clamp(static_cast<double>(position) / static_cast<double>(max), 0.0, 1.0);
 }
 
@@ -30,7 +30,7 @@ IndicatorGeometry IndicatorGeometry::For(int width, int height, int infoMode) {
     return geometry;
 }
 
-int LeadingEdge(const PixelRect& bar, int position, int max) {
+int LeadingEdge(const PixelRect& bar, std::int64_t position, std::int64_t max) {
     const double share = Share(position, max);
     const int height = bar.Height();
     const int width = bar.Width();
@@ -38,7 +38,7 @@ int LeadingEdge(const PixelRect& bar, int position, int max) {
     return static_cast<int>(std::trunc(edge + share * 100.0 * 0.03));
 }
 
-std::string PercentText(int position, int max) {
+std::string PercentText(std::int64_t position, std::int64_t max) {
     char text[16];
     std::snprintf(text, sizeof text, "%u%%",
                   static_cast<unsigned>(std::trunc(Share(position, max) * 100.0)));

@@ -2,17 +2,14 @@
 
 #include "StatusTexts.h"
 
-#include <algorithm>
-#include <climits>
-
-void IndicatorModel::SetMax(int max) {
+void IndicatorModel::SetMax(std::int64_t max) {
     if (max > 0) {
         max_ = max;
     }
     position_ = 0;
 }
 
-void IndicatorModel::SetPosition(int position) {
+void IndicatorModel::SetPosition(std::int64_t position) {
     if (position > position_) {
         Add(position - position_);
     } else if (position < position_ && position > 0) {
@@ -20,9 +17,8 @@ void IndicatorModel::SetPosition(int position) {
     }
 }
 
-void IndicatorModel::Add(int amount) {
-    const long long sum = static_cast<long long>(position_) + amount;
-    position_ = static_cast<int>(std::clamp<long long>(sum, INT_MIN, INT_MAX));
+void IndicatorModel::Add(std::int64_t amount) {
+    position_ += amount;
 }
 
 void IndicatorModel::SetText1(const std::string& text) {

@@ -44,7 +44,7 @@ bool StatusModel::SetNbFile(int index, int count) {
     return true;
 }
 
-void StatusModel::SetMax(int size) {
+void StatusModel::SetMax(std::int64_t size) {
     std::lock_guard lock(mutex_);
     meter_.StartFile(size);
     view_.stopEnabled = false;
@@ -53,7 +53,7 @@ void StatusModel::SetMax(int size) {
     view_.file.figures.SetMax(size);
 }
 
-bool StatusModel::SetNbOctet(int bytes) {
+bool StatusModel::SetNbOctet(std::int64_t bytes) {
     std::lock_guard lock(mutex_);
     if (!meter_.Count(bytes, clock_())) {
         return false;
@@ -71,7 +71,7 @@ bool StatusModel::Update() {
     IndicatorModel& file = view_.file.figures;
     file.SetText2(reading->speedText);
     file.SetText1(reading->remainingText);
-    file.SetPosition(static_cast<int>(std::min<std::int64_t>(reading->bytes, INT_MAX)));
+    file.SetPosition(reading->bytes);
     return true;
 }
 

@@ -48,9 +48,9 @@ public:
     void LoadFD(int files, int directories);
     // File index (from 1) of a group of count files. False, and nothing done, for a count of 1.
     bool SetNbFile(int index, int count);
-    void SetMax(int size);
+    void SetMax(std::int64_t size);
     // True when the view changed: Stop has just been enabled.
-    bool SetNbOctet(int bytes);
+    bool SetNbOctet(std::int64_t bytes);
     // The once-a-second figures. True when the view changed.
     bool Update();
     void Reset();

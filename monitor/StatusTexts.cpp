@@ -56,8 +56,8 @@ std::string CountsText(int files, int directories) {
     return Format("%d File(s), %d Directory(s) fetched...", files, directories);
 }
 
-std::string IndexText(int index, int count) {
-    return Format("%d/%d", index, count);
+std::string IndexText(std::int64_t index, std::int64_t count) {
+    return Format("%lld/%lld", static_cast<long long>(index), static_cast<long long>(count));
 }
 
 std::string Bounded(std::string text) {

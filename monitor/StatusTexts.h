@@ -25,6 +25,6 @@ std::string RemainingText(const std::string& name, std::int64_t total, std::int6
 // The counts line of a listing; empty when both are 0.
 std::string CountsText(int files, int directories);
 // "3/7".
-std::string IndexText(int index, int count);
+std::string IndexText(std::int64_t index, std::int64_t count);
 // text cut to kTextCapacity bytes, never inside a UTF-8 sequence.
 std::string Bounded(std::string text);

@@ -149,12 +149,12 @@ void StatusWindow::SetTypeOperation(const std::string& text) {
     Changed();
 }
 
-void StatusWindow::SetMax(int size) {
+void StatusWindow::SetMax(long long size) {
     model_.SetMax(size);
     Changed();
 }
 
-void StatusWindow::SetNbOctet(int bytes) {
+void StatusWindow::SetNbOctet(long long bytes) {
     // Called for every block of a transfer: the widgets hear of it only when Stop is armed.
     if (model_.SetNbOctet(bytes)) {
         Changed();

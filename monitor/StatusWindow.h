@@ -41,8 +41,8 @@ public:
     ~StatusWindow() override;
 
     void SetTypeOperation(const std::string& text) override;
-    void SetMax(int size) override;
-    void SetNbOctet(int bytes) override;
+    void SetMax(long long size) override;
+    void SetNbOctet(long long bytes) override;
     void LoadFD(int files, int directories) override;
     std::string Text() override;
 

@@ -131,21 +131,24 @@ int FTPWindow::LogOnThroughFirewall(FTPcommand& command, const LogOn& logOn, boo
         }
         return 1;
     }
-    command.SendRAW(logOn.firewallUser.c_str());
-    command.SendRAW(logOn.firewallPassword.c_str());
+    // Each line gets its reply read, so that the log-on after them reads its own.
+    for (const std::string* line : {&logOn.firewallUser, &logOn.firewallPassword}) {
+        if (int result = command.Quote(line->c_str()); result != 0) {
+            return result;
+        }
+    }
     if (session) {
         LogLine("Firewall command...");
     }
-    command.SendRAW(logOn.firewallCommand.c_str());
+    if (int result = command.Quote(logOn.firewallCommand.c_str()); result != 0) {
+        return result;
+    }
     if (session) {
         LogLine("Firewall command sent");
     }
     std::string login = login_;
     if (logOn.firewallCommand.find("USER") != std::string::npos) {
         login.clear();  // the command carried the user already
-        if (int result = command.WaitFor("331", "230", "421", "500"); result != 0) {
-            return result;
-        }
     }
     if (command.Init(nullptr, nullptr, login.c_str(), password_.c_str(), status) != 0) {
         if (!closing_) {

@@ -5,7 +5,6 @@
 #include "Cache.h"
 #include "FtpUrl.h"
 #include "MiniBase.h"
-#include "Reply.h"
 
 namespace {
 
@@ -68,6 +67,21 @@ TEST(CacheTest, UnknownKeysGiveNull) {
     EXPECT_TRUE(cache.GetList().empty());
 }
 
+TEST(CacheTest, DropsTheFoldersLookedAtLeastRecentlyBeyondItsLimit) {
+    Cache cache(8);  // items: directories, files, listing lines and names together
+    auto folder = [&](const char* key) {
+        cache.Add(key, Named("d"), Named("f"), Named("l"), {"n"}, {1});
+    };
+    folder("/a");
+    folder("/b");
+    ASSERT_NE(cache.SearchFILE("/a"), nullptr);  // /a is now the more recently used
+    folder("/c");
+    EXPECT_EQ(cache.GetList(), (std::vector<std::string>{"/a", "/c"}));
+    Cache tiny(1);
+    tiny.Add("/huge", Named("d"), Named("f"), {}, {}, {});
+    EXPECT_NE(tiny.SearchDIRECTORY("/huge"), nullptr);  // the folder just listed always stays
+}
+
 TEST(MiniBaseTest, FindSizeByExactNameFirstEntryAnswers) {
     MiniBase base;
     for (auto [name, size] : {std::pair{"readme", 123LL}, {"other", 7}, {"readme", 999}}) {
@@ -82,18 +96,6 @@ TEST(MiniBaseTest, FindSizeByExactNameFirstEntryAnswers) {
     base.AddName("late");
     base.AddSize(5);
     EXPECT_EQ(base.FindSize("late"), 5);  // names added after a lookup are found too
-}
-
-TEST(ReplyTest, PortOfA227Reply) {
-    EXPECT_TRUE(Reply::IsPassiveReply("227 Entering Passive Mode (192,168,1,2,19,137)."));
-    EXPECT_FALSE(Reply::IsPassiveReply("227 no parenthesis"));
-    EXPECT_EQ(Reply::PassivePort("227 Entering Passive Mode (192,168,1,2,19,137)."),
-              19 * 256 + 137);
-    EXPECT_EQ(Reply::PassivePort("227 =(127,0,0,1,4,1)"), 1025);
-    EXPECT_EQ(Reply::PassivePort("227 (192,168,1,2,19)"), 0);  // fewer than five commas
-    EXPECT_EQ(Reply::PassivePort("227 (1,2,3)"), 0);
-    EXPECT_EQ(Reply::PassivePort("227 (0,0,0,0,0,0)"), 0);
-    EXPECT_EQ(Reply::PassivePort("227 (1,1,1,1,999,999)"), 0);  // beyond 65535
 }
 
 TEST(FtpUrlTest, ReadsEveryPart) {

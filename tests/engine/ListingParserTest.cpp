@@ -36,9 +36,17 @@ const Case kCases[] = {
     {"drwxr-xr-x 2 ftp ftp 4096 Jan 01 12:00 .", Outcome::NotAnEntry, Kind::File, "", 0},
     {"drwxr-xr-x 2 ftp ftp 4096 Jan 01 12:00 ..", Outcome::NotAnEntry, Kind::File, "", 0},
     {"lrwxrwxrwx 2 ftp ftp 4096 Jan 01 12:00 .. -> /", Outcome::NotAnEntry, Kind::File, "", 0},
-    // Lines that are no entries: totals, DOS listings, error texts, devices.
+    // DOS-style listings of Windows servers.
+    {"01-01-20  12:00PM       <DIR>          dos dir", Outcome::Entry, Kind::Directory, "dos dir",
+     0},
+    {"01-01-20  12:00PM             1234 file.txt", Outcome::Entry, Kind::File, "file.txt", 1234},
+    {"12-31-2019  23:59                 7 late.txt", Outcome::Entry, Kind::File, "late.txt", 7},
+    {"01-01-20  12:00PM       <DIR>          ..", Outcome::NotAnEntry, Kind::File, "", 0},
+    {"01-01-20  12:00PM             1 ../up", Outcome::Unsafe, Kind::File, "../up", 1},
+    {"01-01-20  12:00PM             1", Outcome::Malformed, Kind::File, "", 0},
+    // Lines that are no entries: totals, error texts, devices.
     {"total 12", Outcome::NotAnEntry, Kind::File, "", 0},
-    {"01-01-24  12:00PM       <DIR>          dosdir", Outcome::NotAnEntry, Kind::File, "", 0},
+    {"2024 was a good year", Outcome::NotAnEntry, Kind::File, "", 0},
     {"crw-rw-rw- 1 root root 1, 3 Jan 01 12:00 null", Outcome::NotAnEntry, Kind::File, "", 0},
     {"", Outcome::NotAnEntry, Kind::File, "", 0},
     // Lines that stop before the name.

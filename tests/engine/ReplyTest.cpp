@@ -1,42 +1,141 @@
-#include "Reply.h"
-
+// Replies as the standard frames them: the code is the first three digits of the first line, a
+// "ddd-" reply ends at "ddd ", and digits anywhere else mean nothing.
 #include <gtest/gtest.h>
+
+#include "Reply.h"
+#include "ReplyReader.h"
+
+namespace {
 
 using Verdict = Reply::Verdict;
 
-TEST(ReplyTest, JudgesLinesAgainstTheAwaitedCodes) {
+std::vector<FtpReply> Framed(const std::string& bytes, std::size_t chunk) {
+    ReplyReader reader;
+    std::vector<FtpReply> replies;
+    for (std::size_t at = 0; at < bytes.size(); at += chunk) {
+        reader.Feed(std::string_view(bytes).substr(at, chunk));
+        while (auto reply = reader.Next()) {
+            replies.push_back(*reply);
+        }
+    }
+    return replies;
+}
+
+TEST(ReplyReaderTest, FramesRepliesWhateverTheirDigitsAndHowTheBytesArrive) {
     struct Case {
-        const char* line;
-        Verdict verdict;
+        const char* name;
+        std::string bytes;
+        std::vector<int> codes;
+        std::size_t linesOfFirst;
     };
-    // Awaiting CWD: success 250, failures 500 then 550.
     const Case cases[] = {
-        {"250 Directory changed.", Verdict::Success},
-        {"250-first line of a longer reply", Verdict::Success},
-        {"150 file 250.txt", Verdict::Success},  // codes are found anywhere in the line
-        {"500 Unknown command.", Verdict::FirstFailure},
-        {"550 No such directory.", Verdict::SecondFailure},
-        {"530 Not logged in.", Verdict::OtherFailure},
-        {"421 Timeout.", Verdict::OtherFailure},
-        {"226 Transfer complete.", Verdict::Undecided},
-        {"   indented continuation", Verdict::Undecided},
-        {"", Verdict::Undecided},
+        {"greeting with a number inside",
+         "220-Welcome. At most 500 users at a time.\r\n220-\r\n220 Ready.\r\n",
+         {220},
+         3},
+        {"refusal naming a file with a code-like number",
+         "550 q1250.csv: No such file\r\n",
+         {550},
+         1},
+        {"continuation lines without the code",
+         "211-Features:\r\n MDTM\r\n SIZE\r\n211 End\r\n",
+         {211},
+         4},
+        {"another code inside a multi-line reply does not end it",
+         "230-first\r\n226 not the end\r\n230 end\r\n",
+         {230},
+         3},
+        {"bare LF line ends, then two replies at once", "150 here\n226 done\n", {150, 226}, 1},
+        {"a line that is no reply", "hello there\r\n220 hi\r\n", {0, 220}, 1},
+        {"digits not followed by a space or dash", "2201 x\r\n", {0}, 1},
+        {"a last line of the code alone", "230-a\r\n230\r\n", {230}, 2},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(Reply::Judge(c.line, "250", "250", "500", "550"), c.verdict) << c.line;
+    for (const Case& c : cases) {
+        for (std::size_t chunk : {c.bytes.size(), std::size_t{1}, std::size_t{7}}) {
+            std::vector<FtpReply> replies = Framed(c.bytes, chunk);
+            std::vector<int> codes;
+            for (const FtpReply& reply : replies) {
+                codes.push_back(reply.code);
+            }
+            EXPECT_EQ(codes, c.codes) << c.name << ", chunks of " << chunk;
+            ASSERT_FALSE(replies.empty()) << c.name;
+            EXPECT_EQ(replies.front().lines.size(), c.linesOfFirst) << c.name;
+        }
     }
 }
 
-TEST(ReplyTest, NullCodesAreNotLookedFor) {
-    EXPECT_EQ(Reply::Judge("550 x", "250", nullptr, nullptr, nullptr), Verdict::OtherFailure);
-    EXPECT_EQ(Reply::Judge("331 x", nullptr, "331", nullptr, nullptr), Verdict::Success);
+TEST(ReplyReaderTest, KeepsAnUnfinishedReplyAndBoundsLinesAndReplies) {
+    ReplyReader reader;
+    reader.Feed("230-still going\r\n230 ha");
+    EXPECT_FALSE(reader.Next());
+    reader.Feed("lf\r\n");
+    ASSERT_EQ(reader.Next()->Text(), "230-still going\n230 half");
+
+    reader.Feed("250 " + std::string(100000, 'y') + "\r\n");
+    EXPECT_EQ(reader.Next()->lines.front().size(), ReplyReader::kLineCapacity);
+
+    for (std::size_t i = 0; i <= ReplyReader::kMaxLines; ++i) {
+        reader.Feed(i == 0 ? "211-start\r\n" : " more\r\n");
+    }
+    EXPECT_TRUE(reader.Overflowed());
+    EXPECT_FALSE(reader.Next());
 }
 
-TEST(ReplyTest, PathOfA257Reply) {
-    EXPECT_TRUE(Reply::IsPathReply("257 \"/pub\""));
-    EXPECT_FALSE(Reply::IsPathReply("250 ok"));
-    EXPECT_EQ(Reply::QuotedPath("257 \"/pub/incoming\" is the current directory"), "/pub/incoming");
-    EXPECT_EQ(Reply::QuotedPath("257 \"/\""), "/");
-    EXPECT_EQ(Reply::QuotedPath("257 \"/no/closing/quote"), "/no/closing/quote");
-    EXPECT_EQ(Reply::QuotedPath("257"), "");
+TEST(ReplyTest, JudgesTheCodeAgainstWhatTheCommandAwaits) {
+    struct Case {
+        int code;
+        Verdict verdict;
+    };
+    // Awaiting CWD: success 250, failures 500 then 550.
+    const Case cases[] =
+        {
+            {250, Verdict::Success},      {200, Verdict::Success},  // another 2xx still succeeds
+            {500, Verdict::FirstFailure}, {550, Verdict::SecondFailure},
+            {530, Verdict::OtherFailure}, {421, Verdict::OtherFailure},
+            {350, Verdict::OtherFailure},  // a final reply the command did not ask for
+            {150, Verdict::Undecided},    {0, Verdict::Undecided},
+        };
+    for (const auto& c : cases) {
+        EXPECT_EQ(Reply::Judge(c.code, "250", "250", "500", "550"), c.verdict) << c.code;
+    }
+    EXPECT_EQ(Reply::Judge(150, "125", "150", "550", "425"), Verdict::Success);
+    EXPECT_EQ(Reply::Judge(314, "125", "150", "550", "425"), Verdict::OtherFailure);
+    EXPECT_EQ(Reply::Judge(332, "331", "230", "421", "500"), Verdict::OtherFailure);
 }
+
+TEST(ReplyTest, ParsesThePathAndThePassivePorts) {
+    EXPECT_EQ(Reply::QuotedPath("257 \"/pub/incoming\" is the current directory"), "/pub/incoming");
+    EXPECT_EQ(Reply::QuotedPath("257 \"/say \"\"hi\"\"\" created"), "/say \"hi\"");
+    EXPECT_EQ(Reply::QuotedPath("257 \"/\""), "/");
+    EXPECT_EQ(Reply::QuotedPath("257 /no/quotes"), std::nullopt);
+    EXPECT_EQ(Reply::QuotedPath("257 \"/no/closing"), std::nullopt);
+
+    struct Case {
+        const char* text;
+        int port;
+    };
+    const Case passive[] = {
+        {"227 Entering Passive Mode (192,168,1,2,19,137).", 19 * 256 + 137},
+        {"227 Entering Passive Mode 127,0,0,1,4,1", 1025},  // no parentheses
+        {"227 (192,168,1,2,19)", 0},
+        {"227 (0,0,0,0,0,0)", 0},
+        {"227 (1,1,1,1,999,1)", 0},
+        {"227 (1,1,1,1,1,1", 257},
+    };
+    for (const auto& c : passive) {
+        EXPECT_EQ(Reply::PassivePort(c.text), c.port) << c.text;
+    }
+    const Case extended[] = {
+        {"229 Entering Extended Passive Mode (|||6446|)", 6446},
+        {"229 (!!!2121!)", 2121},
+        {"229 (|||70000|)", 0},
+        {"229 (||6446|)", 0},
+        {"229 (|||6446)", 0},
+        {"229 no port", 0},
+    };
+    for (const auto& c : extended) {
+        EXPECT_EQ(Reply::ExtendedPassivePort(c.text), c.port) << c.text;
+    }
+}
+
+}  // namespace

@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 
 #include "BarMonitor.h"
 #include "FTPcommand.h"
@@ -14,10 +16,12 @@
 #include "Recorders.h"
 #include "ScriptedPeer.h"
 #include "TempDir.h"
+#include "ViewFolder.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using Commands = std::vector<std::string>;
 
 class ViewRecorder : public ListingMonitor {
 public:
@@ -34,20 +38,6 @@ public:
     std::vector<std::string> texts;
 };
 
-// Records the transfer counter each time progress is reported.
-class ProgressProbe : public StatusRecorder {
-public:
-    explicit ProgressProbe(FTPcommand*& ftp) : ftp_(ftp) {}
-    void SetNbOctet(int bytes) override {
-        StatusRecorder::SetNbOctet(bytes);
-        doneSeen = ftp_->TransferDone();
-    }
-    long long doneSeen = -1;
-
-private:
-    FTPcommand*& ftp_;
-};
-
 class TransferPeerTest : public ::testing::Test {
 protected:
     void Connect() {
@@ -57,13 +47,16 @@ protected:
         ftp->SetTimeout(5000);
         ASSERT_EQ(ftp->Init("127.0.0.1", port.c_str(), nullptr, nullptr, nullptr), 0);
     }
-    std::vector<std::string> Commands() {
+    Commands Sent() {
         ftp.reset();
         peer.WaitDone();
         EXPECT_TRUE(peer.Mismatches().empty()) << peer.Mismatches().front();
         return peer.Commands();
     }
     std::string Local() const { return folder.Path().string() + "/"; }
+    int List(FTPcommand::Items& files, FTPcommand::Items& directories, int mode = 1) {
+        return ftp->LISTING(nullptr, &files, &directories, nullptr, mode, nullptr, nullptr);
+    }
 
     AlertRecorder alerts;
     LogRecorder log;
@@ -72,7 +65,7 @@ protected:
     std::unique_ptr<FTPcommand> ftp = std::make_unique<FTPcommand>();
 };
 
-TEST_F(TransferPeerTest, PassiveGetConnectsToTheControlHostWhateverTheReplySays) {
+TEST_F(TransferPeerTest, PassiveGetConnectsToTheControlPeerWhateverTheReplySays) {
     // The 227 names another machine: the data connection still goes to 127.0.0.1.
     peer.Reply("220 hi")
         .Expect("PASV")
@@ -87,11 +80,27 @@ TEST_F(TransferPeerTest, PassiveGetConnectsToTheControlHostWhateverTheReplySays)
     EXPECT_EQ(TempDir::Read(folder / "a.bin"), std::string("\0\1\2\r\n\xff", 6));
     EXPECT_EQ(ftp->TransferTotal(), 0);
     EXPECT_EQ(ftp->TransferDone(), 0);
-    EXPECT_EQ(Commands(), (std::vector<std::string>{"PASV", "RETR a.bin"}));
+    EXPECT_EQ(Sent(), (Commands{"PASV", "RETR a.bin"}));
 }
 
-TEST_F(TransferPeerTest, PortRetriesTheNextPortWhenOneIsTakenAndTheNextPortStartsAbove) {
-    // Hold a port so that the first PORT must move on.
+TEST_F(TransferPeerTest, AnActiveModeIntruderNeverBecomesTheFile) {
+    peer.Reply("220 hi")
+        .Active()
+        .Expect("RETR f.txt")
+        .Intrude("127.0.0.2", "evil bytes")
+        .Reply("150 ok")
+        .SendData("the real file")
+        .Reply("226 done")
+        .Silence();
+    Connect();
+    ftp->SetNextActivePort(0);
+    EXPECT_EQ(ftp->GETBINARY("f.txt", Local().c_str(), nullptr, 0, false), 0);
+    EXPECT_EQ(TempDir::Read(folder / "f.txt"), "the real file");
+    EXPECT_TRUE(log.Contains("Data connection from 127.0.0.2 refused: it is not the server."));
+    Sent();
+}
+
+TEST_F(TransferPeerTest, PortSkipsATakenPortAndRetriesTenPortsOnAfter425) {
     int held = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -102,20 +111,6 @@ TEST_F(TransferPeerTest, PortRetriesTheNextPortWhenOneIsTakenAndTheNextPortStart
     getsockname(held, reinterpret_cast<sockaddr*>(&address), &length);
     int taken = ntohs(address.sin_port);
 
-    peer.Reply("220 hi").Active().Active().Silence();
-    Connect();
-    ftp->SetNextActivePort(taken);
-    EXPECT_EQ(ftp->PORT(), 0);
-    EXPECT_EQ(ftp->NextActivePort(), taken + 2);
-    EXPECT_EQ(ftp->PORT(), 0);
-    EXPECT_EQ(ftp->NextActivePort(), taken + 3);
-    Commands();
-    EXPECT_EQ(peer.AnnouncedPorts(), (std::vector<int>{taken + 1, taken + 2}));
-    EXPECT_TRUE(peer.Received().starts_with("PORT 127,0,0,1,"));
-    close(held);
-}
-
-TEST_F(TransferPeerTest, A425ToRetrRepeatsPortAndRetr) {
     peer.Reply("220 hi")
         .Active()
         .Expect("RETR f.txt")
@@ -127,35 +122,119 @@ TEST_F(TransferPeerTest, A425ToRetrRepeatsPortAndRetr) {
         .Reply("226 done")
         .Silence();
     Connect();
-    ftp->SetNextActivePort(40000);
+    ftp->SetNextActivePort(taken);
     EXPECT_EQ(ftp->GETBINARY("f.txt", Local().c_str(), nullptr, 0, false), 0);
     EXPECT_EQ(TempDir::Read(folder / "f.txt"), "payload");
-    auto commands = Commands();
-    ASSERT_EQ(commands.size(), 4u);
-    EXPECT_EQ(commands[1], "RETR f.txt");
-    EXPECT_EQ(commands[3], "RETR f.txt");
+    Sent();
+    EXPECT_EQ(peer.AnnouncedPorts(), (std::vector<int>{taken + 1, taken + 11}));
+    close(held);
 }
 
-TEST_F(TransferPeerTest, RefusedRetrCreatesNoLocalFile) {
+TEST_F(TransferPeerTest, ARefusedRetrLeavesAnExistingLocalFileAsItWas) {
+    folder.Write("q1250.csv", "precious");
+    peer.Reply("220 hi");
+    for (const char* refusal : {"550 q1250.csv: No such file or directory", "530 Not logged in.",
+                                "314 A code nobody waits for."}) {
+        peer.Expect("PASV").Passive().Expect("RETR q1250.csv").Reply(refusal);
+    }
+    peer.Silence();
+    Connect();
+    EXPECT_EQ(ftp->GETBINARY("q1250.csv", Local().c_str(), nullptr, 1, false), 2);
+    EXPECT_EQ(ftp->GETASCII("q1250.csv", Local().c_str(), nullptr, 1, false), 4);
+    EXPECT_EQ(ftp->GETBINARY("q1250.csv", Local().c_str(), nullptr, 1, false), 4);
+    EXPECT_EQ(TempDir::Read(folder / "q1250.csv"), "precious");
+    Sent();
+}
+
+TEST_F(TransferPeerTest, AFailedTransferIsReportedAndTheNextCommandGetsItsOwnReply) {
+    struct Case {
+        const char* name;
+        std::function<void(ScriptedPeer&)> data;
+        const char* finalReply;
+        std::function<int(FTPcommand&, const std::string&)> transfer;
+    };
+    auto get = [](FTPcommand& f, const std::string& local) {
+        return f.GETBINARY("f.bin", local.c_str(), nullptr, 1, false);
+    };
+    auto put = [](FTPcommand& f, const std::string& local) {
+        return f.PUTBINARY("f.bin", local.c_str(), nullptr, 1);
+    };
+    const Case cases[] = {
+        {"download reset", [](ScriptedPeer& p) { p.ResetData("the first half"); },
+         "426 Connection closed; transfer aborted.", get},
+        {"upload reset", [](ScriptedPeer& p) { p.ResetData(); }, "452 Disk full", put},
+        {"download refused at its end", [](ScriptedPeer& p) { p.SendData("all of it"); },
+         "451 Local error in processing.", get},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TempDir local;
+        local.Write("f.bin", std::string(8 * 1024 * 1024, 'u'));
+        AlertRecorder alerts;
+        ScriptedPeer peer;
+        peer.Reply("220 hi").Expect("PASV").Passive().Expect("").Reply("150 ok");
+        c.data(peer);
+        peer.Reply(c.finalReply).Expect("PWD").Reply("257 \"/still/in/step\"").Silence();
+        peer.Start();
+        FTPcommand f;
+        f.SetTimeout(5000);
+        ASSERT_EQ(
+            f.Init("127.0.0.1", std::to_string(peer.Port()).c_str(), nullptr, nullptr, nullptr), 0);
+        EXPECT_NE(c.transfer(f, local.Path().string() + "/"), 0);
+        EXPECT_EQ(f.PWD(), "/still/in/step");
+        EXPECT_EQ(f.TransferDone(), 0);
+    }
+}
+
+TEST_F(TransferPeerTest, ResumingAPartBeyond4GiBSendsItsWholeOffsetAndShowsTheRealTotal) {
+    constexpr long long kPart = 4294967296LL + 100;
+    {
+        std::FILE* part = std::fopen((folder / "big.iso").c_str(), "w");
+        ASSERT_EQ(ftruncate(fileno(part), kPart), 0);  // sparse: no disk space needed
+        std::fclose(part);
+    }
     peer.Reply("220 hi")
         .Expect("PASV")
         .Passive()
-        .Expect("RETR missing")
-        .Reply("550 No such file.")
+        .Expect("LIST")
+        .Reply("150 ok")
+        .SendData("-rw-r--r-- 1 a b 5368709120 Jan 01 12:00 big.iso\r\n")
+        .Reply("226 done")
         .Expect("PASV")
         .Passive()
-        .Expect("RETR denied")
-        .Reply("530 Not logged in.")
+        .Expect("REST 4294967396")
+        .Reply("350 Restarting at 4294967396.")
+        .Expect("RETR big.iso")
+        .Reply("150 ok")
+        .SendData("tail")
+        .Reply("226 done")
         .Silence();
     Connect();
-    EXPECT_EQ(ftp->GETBINARY("missing", Local().c_str(), nullptr, 1, false), 2);
-    EXPECT_EQ(ftp->GETASCII("denied", Local().c_str(), nullptr, 1, false), 4);
-    EXPECT_FALSE(fs::exists(folder / "missing"));
-    EXPECT_FALSE(fs::exists(folder / "denied"));
-    Commands();
+    FTPcommand::Items files;
+    FTPcommand::Items directories;
+    ASSERT_EQ(List(files, directories), 0);
+    StatusRecorder status;
+    EXPECT_EQ(ftp->REGETBINARY("big.iso", Local().c_str(), &status, 1), 0);
+    EXPECT_EQ(fs::file_size(folder / "big.iso"), static_cast<std::uintmax_t>(kPart + 4));
+    EXPECT_EQ(status.Max(), 5368709120LL);
+    EXPECT_EQ(status.Bytes(), kPart + 4);  // the part already there is reported at once
+    Sent();
 }
 
-TEST_F(TransferPeerTest, AsciiGetDropsCarriageReturnsAndCountsThem) {
+TEST_F(TransferPeerTest, NothingIsSentWithoutALocalFileToSendOrResume) {
+    folder.Write("empty.bin", "");
+    peer.Reply("220 hi").Silence();
+    Connect();
+    EXPECT_EQ(ftp->PUTBINARY("absent.bin", Local().c_str(), nullptr, 1), 1);
+    EXPECT_EQ(ftp->PUTBINARY(nullptr, Local().c_str(), nullptr, 1), 1);
+    EXPECT_EQ(ftp->GETBINARY(nullptr, Local().c_str(), nullptr, 1, false), 1);
+    EXPECT_EQ(ftp->REGETBINARY("f.bin", Local().c_str(), nullptr, 1), 1);
+    EXPECT_EQ(ftp->REGETBINARY("empty.bin", Local().c_str(), nullptr, 0), 1);
+    EXPECT_TRUE(Sent().empty());
+}
+
+TEST_F(TransferPeerTest, AsciiTransfersConvertLineEndsAndCountWhatTheyConvert) {
+    folder.Write("up.txt", "a\nb\n");
     peer.Reply("220 hi")
         .Expect("PASV")
         .Passive()
@@ -163,20 +242,6 @@ TEST_F(TransferPeerTest, AsciiGetDropsCarriageReturnsAndCountsThem) {
         .Reply("150 ok")
         .SendData("a\r\nb\r\n")
         .Reply("226 done")
-        .Silence();
-    Connect();
-    FTPcommand* raw = ftp.get();
-    ProgressProbe status(raw);
-    EXPECT_EQ(ftp->GETASCII("t.txt", Local().c_str(), &status, 1, false), 0);
-    EXPECT_EQ(TempDir::Read(folder / "t.txt"), "a\nb\n");
-    EXPECT_EQ(status.Bytes(), 4);   // bytes written
-    EXPECT_EQ(status.doneSeen, 6);  // bytes received
-    Commands();
-}
-
-TEST_F(TransferPeerTest, AsciiPutSendsCarriageReturnsAndCountsThem) {
-    folder.Write("up.txt", "a\nb\n");
-    peer.Reply("220 hi")
         .Expect("PASV")
         .Passive()
         .Expect("STOR up.txt")
@@ -185,91 +250,52 @@ TEST_F(TransferPeerTest, AsciiPutSendsCarriageReturnsAndCountsThem) {
         .Reply("226 done")
         .Silence();
     Connect();
-    StatusRecorder status;
-    EXPECT_EQ(ftp->PUTASCII("up.txt", Local().c_str(), &status, 1), 0);
-    EXPECT_EQ(status.Bytes(), 6);  // the two CRs added, then the four bytes of the file
-    Commands();
+    StatusRecorder got;
+    EXPECT_EQ(ftp->GETASCII("t.txt", Local().c_str(), &got, 1, false), 0);
+    EXPECT_EQ(TempDir::Read(folder / "t.txt"), "a\nb\n");
+    EXPECT_EQ(got.Bytes(), 4);  // bytes written
+    StatusRecorder put;
+    EXPECT_EQ(ftp->PUTASCII("up.txt", Local().c_str(), &put, 1), 0);
+    EXPECT_EQ(put.Bytes(), 6);  // the two CRs added, then the four bytes of the file
+    Sent();
     EXPECT_EQ(peer.DataReceived(), "a\r\nb\r\n");
 }
 
-TEST_F(TransferPeerTest, MissingLocalFileSendsNoStor) {
-    peer.Reply("220 hi").Silence();
-    Connect();
-    EXPECT_EQ(ftp->PUTBINARY("absent.bin", Local().c_str(), nullptr, 1), 1);
-    EXPECT_EQ(ftp->PUTBINARY(nullptr, Local().c_str(), nullptr, 1), 1);
-    EXPECT_EQ(ftp->GETBINARY(nullptr, Local().c_str(), nullptr, 1, false), 1);
-    EXPECT_TRUE(Commands().empty());
-}
-
-TEST_F(TransferPeerTest, ResumeWithoutLocalFileSendsNothing) {
-    peer.Reply("220 hi").Silence();
-    Connect();
-    EXPECT_EQ(ftp->REGETBINARY("f.bin", Local().c_str(), nullptr, 1), 1);
-    folder.Write("empty.bin", "");
-    EXPECT_EQ(ftp->REGETBINARY("empty.bin", Local().c_str(), nullptr, 0), 1);
-    EXPECT_TRUE(Commands().empty());
-}
-
-TEST_F(TransferPeerTest, ResumeSendsRestWithTheLocalSizeAndAppends) {
-    folder.Write("f.bin", std::string(1000, 'a'));
-    peer.Reply("220 hi")
-        .Active()
-        .Expect("REST 1000")
-        .Reply("350 Restarting at 1000.")
-        .Expect("RETR f.bin")
-        .Reply("150 ok")
-        .SendData("tail")
-        .Reply("226 done")
-        .Silence();
-    Connect();
-    ftp->SetNextActivePort(41000);
-    StatusRecorder status;
-    EXPECT_EQ(ftp->REGETBINARY("f.bin", Local().c_str(), &status, 0), 0);
-    EXPECT_EQ(TempDir::Read(folder / "f.bin"), std::string(1000, 'a') + "tail");
-    EXPECT_EQ(status.Bytes(), 1004);  // the part already there is reported at once
-    Commands();
-}
-
-TEST_F(TransferPeerTest, RemoteNamesNeverLeaveTheLocalFolder) {
-    peer.Reply("220 hi")
-        .Expect("PASV")
-        .Passive()
-        .Expect("RETR ../../escape.txt")
-        .Reply("150 ok")
-        .SendData("inside")
-        .Reply("226 done")
-        .Silence();
-    Connect();
+TEST_F(TransferPeerTest, FetchedFilesStayInsideTheirFolderAndViewedOnesArePrivate) {
+    peer.Reply("220 hi");
+    for (const char* name : {"../../escape.txt", "pipe", "viewed.txt"}) {
+        peer.Expect("PASV").Passive().Expect(std::string("RETR ") + name).Reply("150 ok");
+        peer.SendData("inside").Reply("226 done");
+    }
+    peer.Silence();
     fs::create_directories(folder / "deep" / "down");
     std::string local = (folder / "deep" / "down").string() + "/";
+    ASSERT_EQ(mkfifo((folder / "deep" / "down" / "pipe").c_str(), 0600), 0);
+    TempDir runtime;
+    setenv("XDG_RUNTIME_DIR", runtime.Path().c_str(), 1);
+    auto view = std::make_shared<ViewFolder>();
+    unsetenv("XDG_RUNTIME_DIR");
+    ftp->SetViewFolder(view);
+    Connect();
+
     EXPECT_EQ(ftp->GETBINARY("../../escape.txt", local.c_str(), nullptr, 1, false), 0);
     EXPECT_EQ(TempDir::Read(folder / "deep" / "down" / "escape.txt"), "inside");
     EXPECT_FALSE(fs::exists(folder / "escape.txt"));
+    EXPECT_NE(ftp->GETBINARY("pipe", local.c_str(), nullptr, 1, false), 0);  // never blocks
     EXPECT_EQ(ftp->GETBINARY("..", local.c_str(), nullptr, 1, false), 1);
     EXPECT_EQ(ftp->GETBINARY("dir/", local.c_str(), nullptr, 1, false), 1);
-    Commands();
-}
 
-TEST_F(TransferPeerTest, FetchToTheTemporaryFolderRefusesAPlantedLink) {
-    std::string name = "tarvik-test-" + std::to_string(getpid()) + ".txt";
-    fs::path planted = fs::path("/var/tmp") / name;
-    fs::path victim = folder / "victim";
-    TempDir::WriteFile(victim, "untouched");
-    fs::remove(planted);
-    fs::create_symlink(victim, planted);
-    peer.Reply("220 hi")
-        .Expect("PASV")
-        .Passive()
-        .Expect("RETR " + name)
-        .Reply("150 ok")
-        .SendData("evil")
-        .Reply("226 done")
-        .Silence();
-    Connect();
-    EXPECT_EQ(ftp->GETBINARY(name.c_str(), "/ignored/", nullptr, 1, true), 1);
-    EXPECT_EQ(TempDir::Read(victim), "untouched");
-    fs::remove(planted);
-    Commands();
+    EXPECT_EQ(ftp->GETBINARY("viewed.txt", "/ignored/", nullptr, 1, true), 0);
+    fs::path viewed = fs::path(view->Path()) / "viewed.txt";
+    EXPECT_EQ(TempDir::Read(viewed), "inside");
+    EXPECT_EQ(fs::status(viewed).permissions() & fs::perms::all,
+              fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(fs::status(view->Path()).permissions() & fs::perms::all, fs::perms::owner_all);
+    EXPECT_EQ(fs::path(view->Path()).parent_path().parent_path(), runtime.Path());
+    Sent();
+    std::string viewFolder = view->Path();
+    view.reset();
+    EXPECT_FALSE(fs::exists(viewFolder));  // gone with the session
 }
 
 TEST_F(TransferPeerTest, PasvOnAClosedOrRefusingConnectionGives0) {
@@ -285,15 +311,13 @@ TEST_F(TransferPeerTest, PasvOnAClosedOrRefusingConnectionGives0) {
 const char* const kListing =
     "total 42\r\n"
     "drwxr-xr-x 2 ftp ftp 4096 Jan 01 12:00 .\r\n"
-    "drwxr-xr-x 2 ftp ftp 4096 Jan 01 12:00 ..\r\n"
     "drwxr-xr-x 2 ftp ftp 4096 Jan 01 12:00 my dir\r\n"
     "lrwxrwxrwx 1 ftp ftp 7 Jan 01 12:00 bin -> usr/bin\r\n"
+    "\r\n"
     "-rw-r--r-- 1 ftp ftp 123 Jan 01 12:00 readme\r\n"
-    "01-01-24  12:00PM       <DIR>          dosdir\r\n"
-    "-rw-r--r-- 1 ftp ftp 55\r\n"
-    "-rw-r--r-- 1 ftp ftp 66 Jan 01 12:00 ../x\r\n"
-    "-rw-r--r-- 1 ftp ftp 77 Jan 01 12:00 a/b\r\n"
-    "-rw-r--r-- 1 ftp ftp 88 Jan 01 2024 last file\r\n";
+    "01-01-20  12:00PM       <DIR>          dosdir\r\n"
+    "01-01-20  12:00PM             1234 dos file.txt\r\n"
+    "-rw-r--r-- 1 ftp ftp 66 Jan 01 12:00 ../x\r\n";
 
 TEST_F(TransferPeerTest, ListingFillsBothPanesTheViewAndTheMiniBase) {
     peer.Reply("220 hi")
@@ -320,55 +344,64 @@ TEST_F(TransferPeerTest, ListingFillsBothPanesTheViewAndTheMiniBase) {
         return out;
     };
     using Named = std::vector<std::pair<std::string, int>>;
-    EXPECT_EQ(names(directories), (Named{{"my dir", 1}, {"bin", 2}}));
-    EXPECT_EQ(names(files), (Named{{"bin", 2}, {"readme", 0}, {"last file", 0}}));
-    ASSERT_EQ(view.lines.size(), 4u);
+    EXPECT_EQ(names(directories), (Named{{"my dir", 1}, {"bin", 2}, {"dosdir", 1}}));
+    EXPECT_EQ(names(files), (Named{{"bin", 2}, {"readme", 0}, {"dos file.txt", 0}}));
+    ASSERT_EQ(view.lines.size(), 5u);
     EXPECT_EQ(view.lines[0].text, "drwxr-xr-x 2 ftp ftp 4096 Jan 01 12:00 my dir");
     EXPECT_EQ(view.lines[0].colour, 0x000064FFu);
-    EXPECT_EQ(view.shown, 4);
     EXPECT_EQ(ftp->FindSize("readme"), 123);
     EXPECT_EQ(ftp->FindSize("README"), 0);
-    EXPECT_EQ(ftp->FindSize("my dir"), 4096);
-    EXPECT_EQ(ftp->FindSize("bin"), 7);
+    EXPECT_EQ(ftp->FindSize("dos file.txt"), 1234);
     EXPECT_EQ(ftp->FindSize("../x"), 0);
-    EXPECT_EQ(status.Counts().back(), std::make_pair(2, 2));
-    ASSERT_EQ(bar.texts.size(), 4u);  // one per entry, copied from the status window
-    EXPECT_EQ(bar.texts.back(), "2 File(s), 2 Directory(s) fetched...");
+    EXPECT_EQ(status.Counts().back(), std::make_pair(2, 3));
+    EXPECT_EQ(bar.texts.back(), "2 File(s), 3 Directory(s) fetched...");
     EXPECT_TRUE(log.Contains("Unsafe name skipped: ../x"));
-    EXPECT_TRUE(log.Contains("Unsafe name skipped: a/b"));
-    Commands();
+    Sent();
 }
 
-TEST_F(TransferPeerTest,
-       ActiveListingRetriesTenPortsOnAfter425AndASecondListingReplacesTheMiniBase) {
-    peer.Reply("220 hi")
-        .Active()
-        .Expect("LIST")
-        .Reply("425 Can't open data connection.")
-        .Active()
-        .Expect("LIST")
-        .Reply("150 ok")
-        .SendData("-rw-r--r-- 1 a b 5 Jan 01 12:00 first\r\n")
-        .Reply("226 done")
-        .Active()
-        .Expect("LIST")
-        .Reply("150 ok")
-        .SendData("-rw-r--r-- 1 a b 6 Jan 01 12:00 second\r\n")
-        .Reply("226 done")
-        .Silence();
+TEST_F(TransferPeerTest, AnIncompleteListingIsAnError) {
+    std::string endless;
+    for (int i = 0; i < 101; ++i) {
+        endless += "-rw-r--r-- 1 a b 1 Jan 01 12:00 f" + std::to_string(i) + "\r\n";
+    }
+    peer.Reply("220 hi");
+    peer.Expect("PASV").Passive().Expect("LIST").Reply("150 ok").ResetData(kListing);
+    peer.Reply("426 Connection reset.");
+    peer.Expect("PASV").Passive().Expect("LIST").Reply("150 ok").SendData(kListing);
+    peer.Reply("451 Listing failed.");
+    peer.Expect("PASV").Passive().Expect("LIST").Reply("150 ok").SendData(endless);
+    peer.Reply("226 done");
+    peer.Expect("PWD").Reply("257 \"/\"").Silence();
     Connect();
-    ftp->SetNextActivePort(42000);
+    ftp->SetListingLimit(100);
     FTPcommand::Items files;
     FTPcommand::Items directories;
-    EXPECT_EQ(ftp->LISTING(nullptr, &files, &directories, nullptr, 0, nullptr, nullptr), 0);
+    EXPECT_NE(List(files, directories), 0);
+    EXPECT_NE(List(files, directories), 0);
+    EXPECT_NE(List(files, directories), 0);
+    EXPECT_TRUE(log.Contains("The listing passed 100 lines and was stopped there."));
+    EXPECT_TRUE(log.Contains("The listing is incomplete."));
+    EXPECT_EQ(ftp->PWD(), "/");
+    Sent();
+}
+
+TEST_F(TransferPeerTest, ASecondActiveListingReplacesTheMiniBase) {
+    peer.Reply("220 hi");
+    for (const char* name : {"first", "second"}) {
+        peer.Active().Expect("LIST").Reply("150 ok");
+        peer.SendData(std::string("-rw-r--r-- 1 a b 5 Jan 01 12:00 ") + name + "\r\n");
+        peer.Reply("226 done");
+    }
+    peer.Silence();
+    Connect();
+    FTPcommand::Items files;
+    FTPcommand::Items directories;
+    EXPECT_EQ(List(files, directories, 0), 0);
     EXPECT_EQ(ftp->FindSize("first"), 5);
-    EXPECT_EQ(ftp->LISTING(nullptr, &files, &directories, nullptr, 0, nullptr, nullptr), 0);
+    EXPECT_EQ(List(files, directories, 0), 0);
     EXPECT_EQ(ftp->FindSize("first"), 0);
-    EXPECT_EQ(ftp->FindSize("second"), 6);
-    Commands();
-    auto ports = peer.AnnouncedPorts();
-    ASSERT_EQ(ports.size(), 3u);
-    EXPECT_EQ(ports[1], ports[0] + 10);
+    EXPECT_EQ(ftp->FindSize("second"), 5);
+    Sent();
 }
 
 }  // namespace

@@ -40,12 +40,12 @@ void StatusRecorder::SetTypeOperation(const std::string& text) {
     operations_.push_back(text);
 }
 
-void StatusRecorder::SetMax(int size) {
+void StatusRecorder::SetMax(long long size) {
     std::lock_guard lock(mutex_);
     max_ = size;
 }
 
-void StatusRecorder::SetNbOctet(int bytes) {
+void StatusRecorder::SetNbOctet(long long bytes) {
     std::lock_guard lock(mutex_);
     bytes_ += bytes;
 }
@@ -74,7 +74,7 @@ long long StatusRecorder::Bytes() const {
     return bytes_;
 }
 
-int StatusRecorder::Max() const {
+long long StatusRecorder::Max() const {
     std::lock_guard lock(mutex_);
     return max_;
 }

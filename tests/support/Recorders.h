@@ -36,20 +36,20 @@ private:
 class StatusRecorder : public StatusMonitor {
 public:
     void SetTypeOperation(const std::string& text) override;
-    void SetMax(int size) override;
-    void SetNbOctet(int bytes) override;
+    void SetMax(long long size) override;
+    void SetNbOctet(long long bytes) override;
     void LoadFD(int files, int directories) override;
     std::string Text() override;
 
     std::vector<std::string> Operations() const;
     long long Bytes() const;
-    int Max() const;
+    long long Max() const;
     std::vector<std::pair<int, int>> Counts() const;
 
 private:
     mutable std::mutex mutex_;
     std::vector<std::string> operations_;
     long long bytes_ = 0;
-    int max_ = 0;
+    long long max_ = 0;
     std::vector<std::pair<int, int>> counts_;
 };

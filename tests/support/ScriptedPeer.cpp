@@ -104,6 +104,14 @@ ScriptedPeer& ScriptedPeer::ReceiveData() {
     return Do([](Connection& c) { c.Peer().RecordData(c.ReceiveData()); });
 }
 
+ScriptedPeer& ScriptedPeer::ResetData(const std::string& bytes) {
+    return Do([bytes](Connection& c) { c.ResetData(bytes); });
+}
+
+ScriptedPeer& ScriptedPeer::Intrude(const std::string& fromAddress, const std::string& bytes) {
+    return Do([fromAddress, bytes](Connection& c) { c.Intrude(fromAddress, bytes); });
+}
+
 void ScriptedPeer::Start() {
     thread_ = std::thread([this] { Run(); });
 }
@@ -234,6 +242,9 @@ void ScriptedPeer::Connection::Drain() {
 ScriptedPeer::Connection::~Connection() {
     CloseData();
     Close();
+    for (int fd : intruderFds_) {
+        close(fd);
+    }
 }
 
 int ScriptedPeer::Connection::OpenPassive() {
@@ -308,6 +319,42 @@ std::string ScriptedPeer::Connection::ReceiveData() {
     }
     CloseData();
     return bytes;
+}
+
+void ScriptedPeer::Connection::ResetData(const std::string& bytes) {
+    int fd = DataConnection();
+    if (fd < 0) {
+        return;
+    }
+    if (bytes.empty()) {
+        char buffer[4096];
+        if (WaitReadable(fd, peer_.wakeFd_, std::chrono::seconds(10))) {
+            [[maybe_unused]] ssize_t got = recv(fd, buffer, sizeof buffer, 0);
+        }
+    } else {
+        [[maybe_unused]] ssize_t sent = send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    }
+    linger reset{1, 0};  // close with RST instead of FIN
+    setsockopt(fd, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+    CloseData();
+}
+
+void ScriptedPeer::Connection::Intrude(const std::string& fromAddress, const std::string& bytes) {
+    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in from{};
+    from.sin_family = AF_INET;
+    inet_pton(AF_INET, fromAddress.c_str(), &from.sin_addr);
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_port = htons(static_cast<uint16_t>(activePort_));
+    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (bind(fd, reinterpret_cast<sockaddr*>(&from), sizeof from) != 0 ||
+        connect(fd, reinterpret_cast<sockaddr*>(&to), sizeof to) != 0) {
+        peer_.RecordMismatch("the intruder could not connect");
+    } else {
+        [[maybe_unused]] ssize_t sent = send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    }
+    intruderFds_.push_back(fd);  // kept open: the client must turn it away by itself
 }
 
 void ScriptedPeer::Connection::CloseData() {

@@ -33,6 +33,11 @@ public:
         int ReadPort();
         void SendData(const std::string& bytes);
         std::string ReceiveData();
+        // Ends the data connection with a reset after `bytes` (sent) or after the first bytes
+        // received, as a server does when its disk or its process fails.
+        void ResetData(const std::string& bytes);
+        // Connects to the client's active-mode port from another local address first.
+        void Intrude(const std::string& fromAddress, const std::string& bytes);
         ~Connection();
 
     private:
@@ -45,6 +50,7 @@ public:
         int passiveFd_ = -1;
         int activePort_ = 0;
         int dataFd_ = -1;
+        std::vector<int> intruderFds_;
     };
     using Step = std::function<void(Connection&)>;
 
@@ -69,6 +75,8 @@ public:
     ScriptedPeer& Active(const std::string& reply = "200 PORT command successful.");
     ScriptedPeer& SendData(const std::string& bytes);
     ScriptedPeer& ReceiveData();
+    ScriptedPeer& ResetData(const std::string& bytes = {});
+    ScriptedPeer& Intrude(const std::string& fromAddress, const std::string& bytes);
 
     void Start();
     // Waits for the script to end; false on time-out.

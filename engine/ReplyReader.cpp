@@ -1,0 +1,102 @@
+#include "ReplyReader.h"
+
+#include <cctype>
+#include <utility>
+
+std::string FtpReply::Text() const {
+    std::string text;
+    for (const std::string& line : lines) {
+        if (!text.empty()) {
+            text += '\n';
+        }
+        text += line;
+    }
+    return text;
+}
+
+int ReplyReader::CodeOf(std::string_view line) {
+    if (line.size() < 3 || line[0] < '1' || line[0] > '5') {
+        return 0;
+    }
+    for (std::size_t i = 1; i < 3; ++i) {
+        if (!std::isdigit(static_cast<unsigned char>(line[i]))) {
+            return 0;
+        }
+    }
+    // "2201 x" is not a reply line: the code must stand alone.
+    if (line.size() > 3 && line[3] != ' ' && line[3] != '-') {
+        return 0;
+    }
+    return (line[0] - '0') * 100 + (line[1] - '0') * 10 + (line[2] - '0');
+}
+
+void ReplyReader::Feed(std::string_view bytes) {
+    while (!bytes.empty()) {
+        std::size_t end = bytes.find('\n');
+        std::string_view piece = bytes.substr(0, end);
+        if (!cutting_) {
+            std::size_t room = kLineCapacity + 1 - partial_.size();  // +1: a CR may still go
+            partial_.append(piece.substr(0, room));
+            cutting_ = piece.size() > room;
+        }
+        if (end == std::string_view::npos) {
+            return;
+        }
+        bytes.remove_prefix(end + 1);
+        std::string line = std::move(partial_);
+        partial_.clear();
+        cutting_ = false;
+        if (!line.empty() && line.back() == '\r') {
+            line.pop_back();
+        }
+        if (line.size() > kLineCapacity) {
+            line.resize(kLineCapacity);
+        }
+        AddLine(std::move(line));
+    }
+}
+
+void ReplyReader::AddLine(std::string line) {
+    if (overflowed_) {
+        return;
+    }
+    if (open_.lines.empty()) {
+        int code = CodeOf(line);
+        bool opensMultiLine = code != 0 && line.size() > 3 && line[3] == '-';
+        FtpReply reply{code, {std::move(line)}};
+        if (opensMultiLine) {
+            open_ = std::move(reply);
+        } else {
+            ready_.push_back(std::move(reply));
+        }
+        return;
+    }
+    bool last = CodeOf(line) == open_.code && line.size() > 3 && line[3] == ' ';
+    // A last line of just the code ("230") also closes the reply on lax servers.
+    last = last || (line.size() == 3 && CodeOf(line) == open_.code);
+    open_.lines.push_back(std::move(line));
+    if (last) {
+        ready_.push_back(std::move(open_));
+        open_ = {};
+    } else if (open_.lines.size() > kMaxLines) {
+        overflowed_ = true;
+        open_ = {};
+    }
+}
+
+std::optional<FtpReply> ReplyReader::Next() {
+    if (ready_.empty()) {
+        return std::nullopt;
+    }
+    FtpReply reply = std::move(ready_.front());
+    ready_.pop_front();
+    return reply;
+}
+
+void ReplyReader::Reset() {
+    partial_.clear();
+    cutting_ = false;
+    open_ = {};
+    ready_.clear();
+    overflowed_ = false;
+}

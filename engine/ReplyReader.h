@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// One whole server reply: its code and every line as received (without line ends).
+struct FtpReply {
+    // 100..599; 0 for a line that does not start with a code (text a server should not send).
+    int code = 0;
+    std::vector<std::string> lines;
+
+    bool IsPreliminary() const { return code >= 100 && code < 200; }
+    bool IsFinal() const { return code >= 200 && code < 600; }
+    // The lines joined with line feeds, for the log and for alerts.
+    std::string Text() const;
+};
+
+// Frames the bytes of a control connection into replies. A reply's code is the first three
+// digits of its first line; "ddd-" opens a multi-line reply that ends at the first line that
+// begins with the same code and a space. Digits anywhere else mean nothing. Lines end at LF, with
+// an optional CR before it; over-long lines are cut.
+class ReplyReader {
+public:
+    static constexpr std::size_t kLineCapacity = 5119;
+    // A server that streams continuation lines for ever must not grow memory for ever.
+    static constexpr std::size_t kMaxLines = 10000;
+
+    // Takes received bytes; whole replies become available through Next().
+    void Feed(std::string_view bytes);
+    std::optional<FtpReply> Next();
+    // True once a reply passed kMaxLines: what follows can no longer be read in step.
+    bool Overflowed() const { return overflowed_; }
+    // Drops everything buffered, for a new connection.
+    void Reset();
+
+    // The code of a line that starts a reply, or 0.
+    static int CodeOf(std::string_view line);
+
+private:
+    void AddLine(std::string line);
+
+    std::string partial_;
+    bool cutting_ = false;  // the current line passed kLineCapacity; the rest is dropped
+    FtpReply open_;         // a multi-line reply still waiting for its last line
+    std::deque<FtpReply> ready_;
+    bool overflowed_ = false;
+};
