@@ -76,3 +76,12 @@ std::string FtpUrl::Folder() const {
 std::string FtpUrl::Name() const {
     return path.substr(path.rfind('/') + 1);
 }
+
+bool FtpUrl::HoldsLineBreak() const {
+    for (const std::string* part : {&user, &password, &host, &port, &path}) {
+        if (part->find_first_of(std::string("\r\n\0", 3)) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}

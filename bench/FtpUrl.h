@@ -15,4 +15,6 @@ struct FtpUrl {
     // The folder part of the path ("/pub/" for "/pub/a.txt") and the last component ("a.txt").
     std::string Folder() const;
     std::string Name() const;
+    // True when a decoded part holds CR, LF or NUL: it would smuggle a command to the server.
+    bool HoldsLineBreak() const;
 };

@@ -1,6 +1,8 @@
 // ftpxfer: the engine on the command line, for benchmarks and black-box tests.
 //   ftpxfer [--active|--passive] [--ascii] [--stats] get|reget|put|ls URL [LOCAL]
-// Exit status 0 on success, else the engine's result code, with the FTP log on standard error.
+// get writes LOCAL (a file, or a folder to put the remote name in); put sends LOCAL to the URL's
+// path. Exit status 0 only when the server confirmed the work, else the engine's result code,
+// with the FTP log on standard error.
 #include <sys/resource.h>
 
 #include <chrono>
@@ -83,18 +85,14 @@ double CpuSeconds() {
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-// Splits LOCAL into the folder the engine writes to; the file name must be the remote one.
-bool LocalFolder(const std::string& local, const std::string& name, std::string& folder) {
+// The local file of a get: LOCAL as given, inside LOCAL when it is a folder, else the remote
+// name in the working folder.
+std::string LocalFileOf(const std::string& local, const std::string& name) {
     fs::path path = local.empty() ? fs::path(name) : fs::path(local);
     if (fs::is_directory(path)) {
         path /= name;
     }
-    if (path.filename() != name) {
-        std::cerr << "ftpxfer: the local file must carry the remote name " << name << "\n";
-        return false;
-    }
-    folder = fs::absolute(path).parent_path().string() + "/";
-    return true;
+    return path.string();
 }
 
 int List(FTPcommand& ftp, int mode) {
@@ -123,30 +121,25 @@ int List(FTPcommand& ftp, int mode) {
 
 int Transfer(FTPcommand& ftp, const Options& options, const FtpUrl& url) {
     std::string name = url.Name();
+    if (options.verb == "put") {
+        if (options.local.empty()) {
+            std::cerr << "ftpxfer: put needs the LOCAL file to send\n";
+            return 1;
+        }
+        if (name.empty()) {
+            name = fs::path(options.local).filename().string();
+        }
+        return ftp.Store(options.ascii, options.local, name.c_str(), nullptr, options.mode);
+    }
     if (name.empty()) {
         std::cerr << "ftpxfer: the URL must name a file\n";
         return 1;
     }
-    std::string folder;
-    if (options.verb == "put") {
-        fs::path local = options.local.empty() ? fs::path(name) : fs::path(options.local);
-        if (local.filename() != name) {
-            std::cerr << "ftpxfer: the remote file must carry the local name\n";
-            return 1;
-        }
-        folder = fs::absolute(local).parent_path().string() + "/";
-        return options.ascii ? ftp.PUTASCII(name.c_str(), folder.c_str(), nullptr, options.mode)
-                             : ftp.PUTBINARY(name.c_str(), folder.c_str(), nullptr, options.mode);
-    }
-    if (!LocalFolder(options.local, name, folder)) {
-        return 1;
-    }
-    if (options.verb == "reget") {
-        return ftp.REGETBINARY(name.c_str(), folder.c_str(), nullptr, options.mode);
-    }
-    return options.ascii
-               ? ftp.GETASCII(name.c_str(), folder.c_str(), nullptr, options.mode, false)
-               : ftp.GETBINARY(name.c_str(), folder.c_str(), nullptr, options.mode, false);
+    std::string local = LocalFileOf(options.local, name);
+    auto kind = options.verb == "reget" ? FTPcommand::Fetch::Resume
+                : options.ascii         ? FTPcommand::Fetch::Ascii
+                                        : FTPcommand::Fetch::Binary;
+    return ftp.Retrieve(kind, name.c_str(), local, nullptr, options.mode);
 }
 
 int Run(FTPcommand& ftp, const Options& options, const FtpUrl& url) {
@@ -189,6 +182,11 @@ int main(int argc, char** argv) {
     std::optional<FtpUrl> url = FtpUrl::Parse(options.url);
     if (!url) {
         std::cerr << "ftpxfer: not an ftp:// URL: " << options.url << "\n";
+        return Usage();
+    }
+    if (url->HoldsLineBreak()) {
+        std::cerr << "ftpxfer: the URL holds a line break or a NUL byte, which no FTP command "
+                     "can carry\n";
         return Usage();
     }
     BufferedLog log;

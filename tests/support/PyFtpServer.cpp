@@ -7,7 +7,7 @@
 #error "TARVIK_TEST_SUPPORT_DIR must name the folder of ftpd.py"
 #endif
 
-PyFtpServer::PyFtpServer(std::vector<Account> accounts, bool anonymous)
+PyFtpServer::PyFtpServer(std::vector<Account> accounts, bool anonymous, const std::string& address)
     : accounts_(std::move(accounts)), root_(folder_ / "root"), log_(folder_ / "commands.log") {
     std::filesystem::create_directories(root_ / "pub");
     // Debian's interpreter: the python3 first on PATH may be another one, without pyftpdlib.
@@ -16,7 +16,9 @@ PyFtpServer::PyFtpServer(std::vector<Account> accounts, bool anonymous)
                                           "--root",
                                           root_.string(),
                                           "--log",
-                                          log_.string()};
+                                          log_.string(),
+                                          "--address",
+                                          address};
     for (const auto& account : accounts_) {
         arguments.push_back("--user");
         arguments.push_back(account.name + ":" + account.password);

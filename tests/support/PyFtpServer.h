@@ -15,7 +15,7 @@ public:
     };
 
     explicit PyFtpServer(std::vector<Account> accounts = {{"tester", "s3cret"}},
-                         bool anonymous = false);
+                         bool anonymous = false, const std::string& address = "127.0.0.1");
 
     std::string Name() const override { return "pyftpdlib"; }
     int Port() const override { return port_; }

@@ -16,6 +16,7 @@ def main():
     parser.add_argument("--anonymous", action="store_true")
     parser.add_argument("--log", help="file that receives every command line")
     parser.add_argument("--port", type=int, default=0)
+    parser.add_argument("--address", default="127.0.0.1")
     args = parser.parse_args()
 
     logging.basicConfig(level=logging.ERROR)
@@ -38,7 +39,7 @@ def main():
     Handler.banner = "pyftpdlib ready."
     Handler.permit_foreign_addresses = False
     Handler.auth_failed_timeout = 0.1
-    server = FTPServer(("127.0.0.1", args.port), Handler)
+    server = FTPServer((args.address, args.port), Handler)
     print(server.address[1], flush=True)
     server.serve_forever(handle_exit=True)
 
