@@ -6,7 +6,10 @@ packages=(
     g++ cmake ninja-build pkg-config git
     qt6-base-dev libgl-dev qt6-qpa-plugins adwaita-icon-theme fonts-dejavu-core
     googletest libgtest-dev
+    clang libclang-rt-14-dev
     vsftpd python3 python3-pyftpdlib lftp curl wget
+    # libraries of pure-ftpd and proftpd, which ftp-servers.sh unpacks without installing
+    libsodium23 libssl3 libcap2 libhiredis0.14 libmemcached11 libmemcachedutil2 libpcre2-posix3
     xvfb xauth imagemagick
 )
 

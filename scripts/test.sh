@@ -22,3 +22,6 @@ run_preset() {
 run_preset debug
 run_preset asan -L 'unit|server'
 run_preset tsan -L 'unit|server|threads'
+
+# The parsers of outside bytes under libFuzzer, 30 seconds each.
+scripts/fuzz.sh 30
