@@ -10,7 +10,6 @@
 #include <filesystem>
 #include <iostream>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "AlertHook.h"
@@ -95,6 +94,8 @@ std::string LocalFileOf(const std::string& local, const std::string& name) {
     return path.string();
 }
 
+// One line per entry in listing order: type, size, name. The mini-base holds every entry in
+// that order; the files and directories lists hold them in the same order, links in both.
 int List(FTPcommand& ftp, int mode) {
     FTPcommand::Items files;
     FTPcommand::Items directories;
@@ -102,18 +103,25 @@ int List(FTPcommand& ftp, int mode) {
     if (result != 0) {
         return result;
     }
-    std::unordered_map<std::string, int> types;
-    for (const auto* list : {&files, &directories}) {
-        for (const auto& item : *list) {
-            types[item.text] = item.type;
-        }
-    }
     const MiniBase& entries = ftp.GetMiniBase();
     std::string out;
+    std::size_t file = 0;
+    std::size_t directory = 0;
     for (std::size_t i = 0; i < entries.Names().size(); ++i) {
         const std::string& name = entries.Names()[i];
-        out += std::to_string(types[name]) + ' ' + std::to_string(entries.Sizes()[i]) + ' ' + name +
-               '\n';
+        int type = EntryStringItem::File;
+        if (directory < directories.size() && directories[directory].text == name) {
+            type = directories[directory++].type;
+            file += type == EntryStringItem::Link ? 1 : 0;
+        } else {
+            ++file;
+        }
+        out += std::to_string(type);
+        out += ' ';
+        out += std::to_string(entries.Sizes()[i]);
+        out += ' ';
+        out += name;
+        out += '\n';
     }
     std::fwrite(out.data(), 1, out.size(), stdout);
     return 0;

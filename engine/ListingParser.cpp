@@ -1,5 +1,6 @@
 #include "ListingParser.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace {
@@ -10,9 +11,7 @@ std::string_view NextField(std::string_view line, std::size_t& at) {
         ++at;
     }
     std::size_t start = at;
-    while (at < line.size() && line[at] != ' ') {
-        ++at;
-    }
+    at = std::min(line.find(' ', at), line.size());
     return line.substr(start, at - start);
 }
 

@@ -39,6 +39,18 @@ void SetPort(sockaddr_storage& address, int port) {
     }
 }
 
+// The first LF, CR or NUL in [begin, end), or end. memchr scans a listing many bytes at a time.
+const char* LineEnd(const char* begin, const char* end) {
+    const char* lf = static_cast<const char*>(std::memchr(begin, '\n', end - begin));
+    const char* stop = lf != nullptr ? lf : end;
+    for (char other : {'\r', '\0'}) {
+        if (const void* found = std::memchr(begin, other, stop - begin)) {
+            stop = static_cast<const char*>(found);
+        }
+    }
+    return stop;
+}
+
 int Milliseconds(std::chrono::steady_clock::time_point deadline) {
     auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
         deadline - std::chrono::steady_clock::now());
@@ -487,10 +499,7 @@ std::optional<std::string> SocketIPS::RecvString() {
         }
         const char* begin = readAhead_.data() + recvPosition_;
         const char* end = readAhead_.data() + recvCount_;
-        const char* stop = begin;
-        while (stop < end && *stop != '\n' && *stop != '\r' && *stop != '\0') {
-            ++stop;
-        }
+        const char* stop = LineEnd(begin, end);
         // Over-long lines are cut; the rest of the line is read and dropped.
         std::size_t room = kLineCapacity - 1 - std::min(line.size(), kLineCapacity - 1);
         line.append(begin, std::min(static_cast<std::size_t>(stop - begin), room));
