@@ -633,7 +633,12 @@ int FTPcommand::FinishTransfer(PumpEnd end) {
         waitMs = std::min(timeoutMs_, kStoppedWaitMs);
     }
     Answer verdict{Outcome::Success, 226};
-    if (!finalReplyRead_) {
+    if (end == PumpEnd::Stopped && !finalReplyRead_) {
+        // Any reply ends this wait: pure-ftpd answers a download cut by the client with a 150
+        // line instead of a 426.
+        std::optional<FtpReply> reply = ReadReply(Clock::now() + std::chrono::milliseconds(waitMs));
+        verdict = reply ? Answer{Outcome::OtherFailure, reply->code} : Answer{};
+    } else if (!finalReplyRead_) {
         verdict = Await({"226", "250", "421", "500"}, waitMs);
     }
     if (end == PumpEnd::Stopped && verdict.outcome == Outcome::NoReply) {

@@ -79,8 +79,13 @@ TEST_P(FTPcommandServerTest, DirectoryCommandsSucceedAndAreRefused) {
     EXPECT_TRUE(alerts.Texts().empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Servers, FTPcommandServerTest, ::testing::Values("pyftpdlib", "vsftpd"),
-                         [](const auto& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Servers, FTPcommandServerTest,
+                         ::testing::Values("pyftpdlib", "vsftpd", "pure-ftpd", "proftpd"),
+                         [](const auto& info) {
+                             std::string name = info.param;
+                             std::replace(name.begin(), name.end(), '-', '_');
+                             return name;
+                         });
 
 TEST(FTPcommandLogOnTest, BadPasswordAlertsThenQuits) {
     AlertRecorder alerts;

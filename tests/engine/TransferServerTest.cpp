@@ -176,12 +176,20 @@ TEST_P(TransferServerTest, ListingReadsTheServersLines) {
     EXPECT_EQ(ftp->PWD(), "/pub");
 }
 
-INSTANTIATE_TEST_SUITE_P(Servers, TransferServerTest,
-                         ::testing::Values(Setup{"pyftpdlib", 0}, Setup{"pyftpdlib", 1},
-                                           Setup{"vsftpd", 0}, Setup{"vsftpd", 1}),
+std::vector<Setup> EveryServerInBothModes() {
+    std::vector<Setup> setups;
+    for (const char* server : {"pyftpdlib", "vsftpd", "pure-ftpd", "proftpd"}) {
+        setups.push_back({server, 0});
+        setups.push_back({server, 1});
+    }
+    return setups;
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, TransferServerTest, ::testing::ValuesIn(EveryServerInBothModes()),
                          [](const auto& info) {
-                             return info.param.server +
-                                    (info.param.mode == 0 ? "_active" : "_passive");
+                             std::string name = info.param.server;
+                             std::replace(name.begin(), name.end(), '-', '_');
+                             return name + (info.param.mode == 0 ? "_active" : "_passive");
                          });
 
 }  // namespace

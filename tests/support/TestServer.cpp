@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "ProftpdServer.h"
+#include "PureFtpdServer.h"
 #include "PyFtpServer.h"
 #include "VsftpdServer.h"
 
@@ -11,6 +13,12 @@ std::unique_ptr<TestServer> StartTestServer(const std::string& kind) {
     }
     if (kind == "vsftpd") {
         return std::make_unique<VsftpdServer>();
+    }
+    if (kind == "pure-ftpd") {
+        return std::make_unique<PureFtpdServer>();
+    }
+    if (kind == "proftpd") {
+        return std::make_unique<ProftpdServer>();
     }
     throw std::invalid_argument("unknown test server " + kind);
 }

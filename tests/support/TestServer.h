@@ -24,5 +24,5 @@ public:
     std::filesystem::path Pub() const { return Root() / "pub"; }
 };
 
-// "pyftpdlib" or "vsftpd".
+// "pyftpdlib", "vsftpd", "pure-ftpd" or "proftpd".
 std::unique_ptr<TestServer> StartTestServer(const std::string& kind);
