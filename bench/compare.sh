@@ -4,7 +4,7 @@
 #   bench/compare.sh [ROUNDS]        (default 5 rounds; build the release preset first)
 # Cases: 1 GiB binary download and upload, 100 MB text file in ASCII both ways, LIST of a
 # directory of 100,000 files. wget has no FTP upload; it is left out of those cases. The listing
-# is compared with curl's NLST (--list-only) and lftp's cls.
+# is compared with curl's raw LIST output (the same bytes from the server, not parsed) and lftp's cls.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source bench/vsftpd.sh
@@ -105,7 +105,7 @@ for round in $(seq "$rounds"); do
         'time_it put-ascii-100MB lftp lftp_do "put -a $work/text.txt -o pub/up/text.txt"'
     run_case "$round" list \
         'time_it list-100000 ftpxfer "$ftpxfer" ls "$url/list/"' \
-        'time_it list-100000 curl curl -sS --list-only "$url/list/"' \
+        'time_it list-100000 curl curl -sS "$url/list/"' \
         'time_it list-100000 lftp lftp_do "cls -1 list/"'
 done
 

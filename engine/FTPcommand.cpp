@@ -31,7 +31,6 @@ constexpr std::size_t kReceiveBlock = 1024 * 1024;
 // Measured against sendfile on loopback: plain reads and sends of this size were as fast or faster.
 constexpr std::size_t kSendBlock = 256 * 1024;
 constexpr std::size_t kAsciiBlock = 64 * 1024;
-constexpr std::size_t kControlChunk = 16 * 1024;
 // The goodbye waits a few seconds at most: a server that has not answered by then will not.
 constexpr int kShortWaitMs = 3000;
 // A server answers a transfer cut by a stop at once; the user waits no longer than this.
@@ -40,12 +39,6 @@ constexpr std::uint32_t kListingColour = 0x000064FF;
 
 constexpr FTPcommand::Fetch kAscii = FTPcommand::Fetch::Ascii;
 constexpr FTPcommand::Fetch kResume = FTPcommand::Fetch::Resume;
-
-bool HoldsLineBreak(const char* text) {
-    return text != nullptr && std::strpbrk(text, "\r\n") != nullptr;
-}
-
-constexpr const char* kLineBreakRefused = "Not sent: a command argument holds a line break.";
 
 // The local name of a fetched file: the last path component of the remote name. Empty when that
 // component could not name a file inside the target folder.
@@ -58,44 +51,25 @@ std::string LocalNameOf(const char* remoteName) {
     return std::string(name);
 }
 
-int MillisecondsUntil(std::chrono::steady_clock::time_point deadline) {
-    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
-    return static_cast<int>(std::max<long long>(0, left.count()));
-}
-
 }  // namespace
 
 FTPcommand::FTPcommand()
-    : timeoutMs_(SocketIPS::kDefaultTimeoutMs), interrupter_(std::make_shared<Interrupter>()) {
+    : timeoutMs_(SocketIPS::kDefaultTimeoutMs),
+      interrupter_(std::make_shared<Interrupter>()),
+      control_(interrupter_, stop_) {
     data_.SetInterrupter(interrupter_);
 }
 
 FTPcommand::~FTPcommand() = default;
 
-std::unique_ptr<SocketIPS> FTPcommand::NewSocket() const {
-    auto socket = std::make_unique<SocketIPS>();
-    socket->SetInterrupter(interrupter_);
-    socket->SetTimeout(timeoutMs_);
-    return socket;
-}
-
 void FTPcommand::SetTimeout(int milliseconds) {
     timeoutMs_ = milliseconds;
     data_.SetTimeout(milliseconds);
-    if (control_) {
-        control_->SetTimeout(milliseconds);
-    }
+    control_.SetTimeout(milliseconds);
 }
 
 void FTPcommand::SetViewFolder(std::shared_ptr<ViewFolder> folder) {
     viewFolder_ = std::move(folder);
-}
-
-void FTPcommand::Log(const std::string& line) {
-    if (log_ != nullptr) {
-        log_->AddLine(line);
-    }
 }
 
 void FTPcommand::SetText(std::string& field, const std::string& value) {
@@ -116,11 +90,6 @@ std::string FTPcommand::OperationText() const {
 std::string FTPcommand::FileText() const {
     std::lock_guard lock(textMutex_);
     return fileText_;
-}
-
-std::string FTPcommand::LastReplyText() const {
-    std::lock_guard lock(textMutex_);
-    return lastReply_;
 }
 
 void FTPcommand::Step(StatusMonitor* status, const char* statusText, const char* logText,
@@ -154,96 +123,19 @@ int FTPcommand::ResultOf(Outcome outcome) {
     return 1;
 }
 
-// The next whole reply, each of its lines logged; nothing when the connection closed, stayed
-// silent until the deadline, was stopped or broke the reader's limits.
-std::optional<FtpReply> FTPcommand::ReadReply(Clock::time_point deadline) {
-    char buffer[kControlChunk];
-    while (control_ && !broken_) {
-        if (std::optional<FtpReply> reply = replies_.Next()) {
-            for (const std::string& line : reply->lines) {
-                Log(line);
-            }
-            SetText(lastReply_, reply->Text());
-            return reply;
-        }
-        if (replies_.Overflowed()) {
-            Log("The server's reply passed " + std::to_string(ReplyReader::kMaxLines) +
-                " lines: connection closed.");
-            broken_ = true;
-            control_->Shutdown();
-            break;
-        }
-        long got = control_->ReceiveQuietly(buffer, sizeof buffer, MillisecondsUntil(deadline));
-        if (got <= 0) {
-            break;
-        }
-        replies_.Feed(std::string_view(buffer, static_cast<std::size_t>(got)));
-    }
-    return std::nullopt;
-}
-
-FTPcommand::Answer FTPcommand::Await(const Codes& codes, int timeoutMs) {
-    auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!stop_) {
-        std::optional<FtpReply> reply = ReadReply(deadline);
-        if (!reply || stop_) {
-            break;
-        }
-        switch (Reply::Judge(reply->code, codes.success1, codes.success2, codes.failure1,
-                             codes.failure2)) {
-            case Reply::Verdict::Success:
-                return {Outcome::Success, reply->code};
-            case Reply::Verdict::FirstFailure:
-                return {Outcome::FirstFailure, reply->code};
-            case Reply::Verdict::SecondFailure:
-                return {Outcome::SecondFailure, reply->code};
-            case Reply::Verdict::OtherFailure:
-                return {Outcome::OtherFailure, reply->code};
-            case Reply::Verdict::Undecided:
-                break;  // a preliminary reply: the final one follows
-        }
-    }
-    return {};
-}
-
 int FTPcommand::WaitFor(const char* success1, const char* success2, const char* failure1,
                         const char* failure2) {
-    return ResultOf(Await({success1, success2, failure1, failure2}).outcome);
-}
-
-std::optional<FtpReply> FTPcommand::SendAndRead(const char* word, const char* argument) {
-    if (SendLine(word, argument) != 0) {
-        return std::nullopt;
-    }
-    auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
-    while (!stop_) {
-        std::optional<FtpReply> reply = ReadReply(deadline);
-        if (!reply || stop_) {
-            break;
-        }
-        if (reply->IsFinal()) {
-            return reply;
-        }
-    }
-    return std::nullopt;
+    return ResultOf(control_.Await({success1, success2, failure1, failure2}).outcome);
 }
 
 // ---- Connection and log-on ----
 
 int FTPcommand::Connect(const char* host, const char* port, StatusMonitor* status) {
-    auto control = NewSocket();
-    {
-        std::lock_guard lock(controlMutex_);
-        control_ = std::move(control);
-    }
-    replies_.Reset();
-    broken_ = false;
-    controlStopped_ = false;
     host_ = host;
     port_ = port != nullptr ? port : "";
     Step(status, "CONNECTING...", "CONNECTING...", "CONNECTING...");
     SetText(hostText_, host_ + " ?");
-    if (control_->Connect(host, std::atoi(port_.c_str())) != 0) {
+    if (control_.Connect(host, std::atoi(port_.c_str())) != 0) {
         return 1;
     }
     Step(status, "CONNECT OK", "CONNECT OK", "CONNECT OK");
@@ -254,12 +146,12 @@ int FTPcommand::Connect(const char* host, const char* port, StatusMonitor* statu
 // The greeting comes before anything is sent: 120 asks to wait, 220 opens the session, and a
 // refusal such as "421 Too many users" ends it with the server's own words.
 int FTPcommand::ReadGreeting() {
-    Answer answer = Await({"220", "220", nullptr, nullptr});
+    Answer answer = control_.Await({"220", "220", nullptr, nullptr});
     if (answer.outcome == Outcome::Success) {
         return 0;
     }
     if (answer.outcome != Outcome::NoReply) {
-        AlertHook::Raise(LastReplyText());
+        AlertHook::Raise(control_.LastReplyText());
     }
     return 1;
 }
@@ -297,11 +189,11 @@ int FTPcommand::Logonto(StatusMonitor* status) {
     if (!user_ || user_->empty()) {
         Step(status, "LOGIN...skiped", "LOGIN...skiped", nullptr);
     } else {
-        if (int sent = SendLine("USER", user_->c_str()); sent != 0) {
+        if (int sent = control_.SendLine("USER", user_->c_str()); sent != 0) {
             return sent;
         }
         Step(status, "LOGIN...Waiting for reply...", nullptr, nullptr);
-        Answer answer = Await({"331", "230", "421", "500"});
+        Answer answer = control_.Await({"331", "230", "421", "500"});
         if (answer.outcome != Outcome::Success) {
             return ResultOf(answer.outcome);
         }
@@ -313,7 +205,7 @@ int FTPcommand::Logonto(StatusMonitor* status) {
     if (!password_ || loggedIn) {
         Step(status, "PASSWORD...skiped", "PASSWORD...skiped", nullptr);
     } else {
-        if (int sent = SendLine("PASS", password_->c_str()); sent != 0) {
+        if (int sent = control_.SendLine("PASS", password_->c_str()); sent != 0) {
             return sent;
         }
         Step(status, "PASSWORD...Waiting for reply...", nullptr, nullptr);
@@ -328,43 +220,25 @@ int FTPcommand::Logonto(StatusMonitor* status) {
 
 // ---- One-line commands ----
 
-int FTPcommand::SendLine(const char* word, const char* argument) {
-    if (!control_ || broken_ || controlStopped_) {
-        return 1;  // quietly: the user ended this connection, or it cannot be read in step
-    }
-    // A line break inside an argument would smuggle a second command to the server.
-    if (HoldsLineBreak(word) || HoldsLineBreak(argument)) {
-        Log(kLineBreakRefused);
-        return 1;
-    }
-    control_->Add(word, static_cast<int>(std::strlen(word)));
-    if (argument != nullptr) {
-        control_->Add(" ", 1);
-        control_->Add(argument, static_cast<int>(std::strlen(argument)));
-    }
-    control_->Add("\r\n", 2);
-    return control_->Flush();
-}
-
 int FTPcommand::Command(const char* word, const char* argument, const Codes& codes) {
-    if (int sent = SendLine(word, argument); sent != 0) {
+    if (int sent = control_.SendLine(word, argument); sent != 0) {
         return sent;
     }
-    return ResultOf(Await(codes).outcome);
+    return ResultOf(control_.Await(codes).outcome);
 }
 
 int FTPcommand::SendRAW(const char* line) {
     if (line == nullptr || *line == '\0') {
         return 0;
     }
-    return SendLine(line, nullptr);
+    return control_.SendLine(line, nullptr);
 }
 
 int FTPcommand::Quote(const char* line) {
     if (line == nullptr || *line == '\0') {
         return 0;
     }
-    std::optional<FtpReply> reply = SendAndRead(line, nullptr);
+    std::optional<FtpReply> reply = control_.SendAndRead(line, nullptr);
     if (!reply) {
         return 1;
     }
@@ -372,11 +246,11 @@ int FTPcommand::Quote(const char* line) {
 }
 
 int FTPcommand::QUIT() {
-    if (int sent = SendLine("QUIT", nullptr); sent != 0) {
+    if (int sent = control_.SendLine("QUIT", nullptr); sent != 0) {
         return sent;
     }
-    return ResultOf(
-        Await({"221", "221", "421", "500"}, std::min(timeoutMs_, kShortWaitMs)).outcome);
+    int waitMs = std::min(timeoutMs_, kShortWaitMs);
+    return ResultOf(control_.Await({"221", "221", "421", "500"}, waitMs).outcome);
 }
 
 int FTPcommand::CWD(const char* directory) {
@@ -408,9 +282,8 @@ int FTPcommand::RENAME(const char* from, const char* to) {
     if (from == nullptr || to == nullptr) {
         return 1;
     }
-    if (HoldsLineBreak(to)) {
-        Log(kLineBreakRefused);  // refused before RNFR leaves
-        return 1;
+    if (ControlChannel::HoldsLineBreak(to)) {
+        return control_.SendLine("RNTO", to);  // refused, and logged, before RNFR leaves
     }
     // After a refused RNFR an RNTO would only be out of sequence.
     if (int result = Command("RNFR", from, {"350", "350", "450", "550"}); result != 0) {
@@ -443,7 +316,7 @@ int FTPcommand::MODESTREAM() {
 }
 
 std::optional<std::string> FTPcommand::PWD() {
-    std::optional<FtpReply> reply = SendAndRead("PWD", nullptr);
+    std::optional<FtpReply> reply = control_.SendAndRead("PWD", nullptr);
     if (!reply || reply->code != 257) {
         return std::nullopt;
     }
@@ -451,13 +324,12 @@ std::optional<std::string> FTPcommand::PWD() {
 }
 
 int FTPcommand::STOP() {
-    std::lock_guard lock(controlMutex_);
+    std::lock_guard lock(phaseMutex_);
     stop_ = 1;
     interrupter_->Trigger();
     // A reply being awaited could arrive after the next command was sent: end the connection.
-    if (control_ && !dataPhase_) {
-        controlStopped_ = true;
-        control_->Shutdown();
+    if (!dataPhase_) {
+        control_.End();
     }
     return 0;
 }
@@ -479,41 +351,27 @@ long long FTPcommand::GetLenFile(const char* path) {
 // ---- Data connections ----
 
 bool FTPcommand::IsIPv6() const {
-    return control_ && DataChannel::IsIPv6(control_->PeerAddress());
+    return DataChannel::IsIPv6(control_.PeerAddress());
 }
 
+// PORT on IPv4, EPRT on IPv6: both announce a port we listen on for the server.
 int FTPcommand::PORT() {
-    if (!control_) {
+    if (!control_.IsOpen()) {
         return 1;
     }
-    if (IsIPv6()) {
-        return EPRT();
-    }
-    int port = data_.Listen(control_->Address(), nextActivePort_);
+    const sockaddr_storage& local = control_.LocalAddress();
+    int port = data_.Listen(local, nextActivePort_);
     if (port == 0) {
         return 1;
     }
     if (nextActivePort_ != 0) {
         nextActivePort_ = DataChannel::NextPort(port);
     }
-    std::string argument = DataChannel::PortArgument(control_->Address(), port);
-    int result = Command("PORT", argument.c_str(), {"200", "200", "425", "421"});
-    if (result != 0) {
-        data_.Close();
-    }
-    return result;
-}
-
-int FTPcommand::EPRT() {
-    int port = data_.Listen(control_->Address(), nextActivePort_);
-    if (port == 0) {
-        return 1;
-    }
-    if (nextActivePort_ != 0) {
-        nextActivePort_ = DataChannel::NextPort(port);
-    }
-    std::string argument = DataChannel::EprtArgument(control_->Address(), port);
-    int result = Command("EPRT", argument.c_str(), {"200", "200", "425", "421"});
+    bool extended = IsIPv6();
+    std::string argument =
+        extended ? DataChannel::EprtArgument(local, port) : DataChannel::PortArgument(local, port);
+    int result =
+        Command(extended ? "EPRT" : "PORT", argument.c_str(), {"200", "200", "425", "421"});
     if (result != 0) {
         data_.Close();
     }
@@ -524,7 +382,7 @@ int FTPcommand::PASV() {
     if (IsIPv6()) {
         return EPSV();
     }
-    std::optional<FtpReply> reply = SendAndRead("PASV", nullptr);
+    std::optional<FtpReply> reply = control_.SendAndRead("PASV", nullptr);
     if (!reply || reply->code != 227) {
         return 0;
     }
@@ -537,7 +395,7 @@ int FTPcommand::PASV() {
 }
 
 int FTPcommand::EPSV() {
-    std::optional<FtpReply> reply = SendAndRead("EPSV", nullptr);
+    std::optional<FtpReply> reply = control_.SendAndRead("EPSV", nullptr);
     if (!reply || reply->code != 229) {
         return 0;
     }
@@ -546,9 +404,7 @@ int FTPcommand::EPSV() {
 
 void FTPcommand::Waiting() {
     acceptIdle_ = false;
-    if (control_) {
-        data_.Accept(control_->PeerAddress(), [this](const std::string& line) { Log(line); });
-    }
+    data_.Accept(control_.PeerAddress(), [this](const std::string& line) { Log(line); });
     acceptIdle_ = true;
 }
 
@@ -557,7 +413,7 @@ int FTPcommand::OpenDataConnection(int mode) {
         return PORT() == 0 ? 0 : 1;
     }
     int port = PASV();
-    if (port == 0 || !data_.Connect(control_->PeerAddress(), port)) {
+    if (port == 0 || !data_.Connect(control_.PeerAddress(), port)) {
         data_.Close();
         return 1;
     }
@@ -568,8 +424,11 @@ int FTPcommand::OpenDataConnection(int mode) {
 int FTPcommand::OpenData(const char* verb, const char* argument, int mode, const Codes& codes,
                          long long restOffset) {
     finalReplyRead_ = false;
-    if ((mode != 0 && mode != 1) || !control_ || HoldsLineBreak(argument)) {
+    if ((mode != 0 && mode != 1) || !control_.IsOpen()) {
         return 1;
+    }
+    if (ControlChannel::HoldsLineBreak(argument)) {
+        return control_.SendLine(verb, argument);  // refused and logged before PORT or PASV
     }
     for (int attempt = 0; attempt < kDataAttempts; ++attempt) {
         if (OpenDataConnection(mode) != 0) {
@@ -577,13 +436,13 @@ int FTPcommand::OpenData(const char* verb, const char* argument, int mode, const
         }
         int result = restOffset > 0 ? REST(restOffset) : 0;
         if (result == 0) {
-            result = SendLine(verb, argument);
+            result = control_.SendLine(verb, argument);
         }
         if (result != 0) {
             data_.Close();
             return result;
         }
-        Answer answer = Await(codes);
+        Answer answer = control_.Await(codes);
         if (answer.code == 425) {
             data_.Close();  // no data connection: try a fresh one
             if (mode == 0 && nextActivePort_ != 0) {
@@ -611,11 +470,11 @@ int FTPcommand::OpenData(const char* verb, const char* argument, int mode, const
 template <typename Pump>
 FTPcommand::PumpEnd FTPcommand::RunPump(Pump pump) {
     {
-        std::lock_guard lock(controlMutex_);
+        std::lock_guard lock(phaseMutex_);
         dataPhase_ = true;
     }
     PumpEnd end = pump();
-    std::lock_guard lock(controlMutex_);
+    std::lock_guard lock(phaseMutex_);
     dataPhase_ = false;
     return end;
 }
@@ -636,10 +495,11 @@ int FTPcommand::FinishTransfer(PumpEnd end) {
     if (end == PumpEnd::Stopped && !finalReplyRead_) {
         // Any reply ends this wait: pure-ftpd answers a download cut by the client with a 150
         // line instead of a 426.
-        std::optional<FtpReply> reply = ReadReply(Clock::now() + std::chrono::milliseconds(waitMs));
+        std::optional<FtpReply> reply =
+            control_.ReadReply(Clock::now() + std::chrono::milliseconds(waitMs));
         verdict = reply ? Answer{Outcome::OtherFailure, reply->code} : Answer{};
     } else if (!finalReplyRead_) {
-        verdict = Await({"226", "250", "421", "500"}, waitMs);
+        verdict = control_.Await({"226", "250", "421", "500"}, waitMs);
     }
     if (end == PumpEnd::Stopped && verdict.outcome == Outcome::NoReply) {
         STOP();  // its answer may still come: this connection can no longer be read in step

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "ControlChannel.h"
 #include "DataChannel.h"
 #include "EntryStringItem.h"
 #include "MiniBase.h"
-#include "ReplyReader.h"
 
 class BarMonitor;
 class Interrupter;
@@ -61,9 +61,9 @@ public:
     int STOP();
     void RAZinfo();
 
-    // Data connections. A transfer's `mode` is 0 for active (PORT or EPRT: the server connects
-    // to us) or 1 for passive (PASV or EPSV: we connect to the server). The extended commands
-    // are used on IPv6 control connections.
+    // Data connections. A transfer's `mode` is 0 for active (PORT: the server connects to us) or
+    // 1 for passive (PASV: we connect to the server). On an IPv6 control connection they send
+    // EPRT and EPSV.
     int PORT();
     int PASV();
     void Waiting();
@@ -103,7 +103,7 @@ public:
     const MiniBase& GetMiniBase() const { return miniBase_; }
     void SetMiniBase(const MiniBase& miniBase) { miniBase_ = miniBase; }
 
-    void SetLog(LogMonitor* log) { log_ = log; }
+    void SetLog(LogMonitor* log) { control_.SetLog(log); }
     // Bounds every connect, reply and data wait; 40 s unless a test asks for less.
     void SetTimeout(int milliseconds);
     // Where files fetched for viewing go; a private folder of its own is made when none is set.
@@ -115,7 +115,7 @@ public:
     std::string OperationText() const;
     std::string FileText() const;
     // The last reply the server sent, all its lines, for messages that quote the server.
-    std::string LastReplyText() const;
+    std::string LastReplyText() const { return control_.LastReplyText(); }
     long long TransferTotal() const { return transferTotal_; }
     long long TransferDone() const { return transferDone_; }
     // False while an active-mode transfer waits for the server to connect.
@@ -125,30 +125,17 @@ public:
     void SetNextActivePort(int port) { nextActivePort_ = port; }
 
 private:
-    using Clock = std::chrono::steady_clock;
-    struct Codes {
-        const char* success1;
-        const char* success2;
-        const char* failure1;
-        const char* failure2;
-    };
-    enum class Outcome { Success, FirstFailure, SecondFailure, OtherFailure, NoReply };
-    struct Answer {
-        Outcome outcome = Outcome::NoReply;
-        int code = 0;
-    };
+    using Clock = ControlChannel::Clock;
+    using Codes = ControlChannel::Codes;
+    using Outcome = ControlChannel::Outcome;
+    using Answer = ControlChannel::Answer;
     enum class PumpEnd { Done, Stopped, ReceiveFailed, SendFailed, LocalFailed, TooLong };
 
     static int ResultOf(Outcome outcome);
     int Connect(const char* host, const char* port, StatusMonitor* status);
     int ReadGreeting();
-    int SendLine(const char* word, const char* argument);
     int Command(const char* word, const char* argument, const Codes& codes);
-    Answer Await(const Codes& codes, int timeoutMs);
-    Answer Await(const Codes& codes) { return Await(codes, timeoutMs_); }
-    std::optional<FtpReply> ReadReply(Clock::time_point deadline);
-    std::optional<FtpReply> SendAndRead(const char* word, const char* argument);
-    void Log(const std::string& line);
+    void Log(const std::string& line) const { control_.Log(line); }
     void Step(StatusMonitor* status, const char* statusText, const char* logText,
               const char* operationText);
     void SetText(std::string& field, const std::string& value);
@@ -162,7 +149,6 @@ private:
     PumpEnd RunPump(Pump pump);
     int FinishTransfer(PumpEnd end);
     int EPSV();
-    int EPRT();
     std::string LocalPathOf(const char* name, const char* localDirectory, bool toTemporary);
     std::string ViewFolderPath();
     PumpEnd PumpToFile(LocalFile& file, StatusMonitor* status, bool ascii);
@@ -172,7 +158,6 @@ private:
     void AddListed(const EntryStringItem& name, const std::string& line, long long size,
                    Items* list, Items* secondList, ListingMonitor* view);
     void ClearStop();
-    std::unique_ptr<SocketIPS> NewSocket() const;
     bool IsIPv6() const;
 
     std::optional<std::string> user_;
@@ -184,31 +169,24 @@ private:
     std::atomic<long long> transferDone_{0};
     std::atomic<bool> acceptIdle_{true};
     // While data moves, STOP leaves the control connection open so that the server's answer to
-    // the cut transfer can still be read.
+    // the cut transfer can still be read. Guarded by phaseMutex_.
     bool dataPhase_ = false;
     std::atomic<int> nextActivePort_{0};
     int timeoutMs_;
     std::size_t listingLimit_ = kMaxListingEntries;
     // The final reply of a transfer came with its start (a server that had nothing to send).
     bool finalReplyRead_ = false;
-    // A reply broke the reader's limits: the connection cannot be read in step any more.
-    bool broken_ = false;
-    // STOP ended the control connection.
-    std::atomic<bool> controlStopped_{false};
 
     mutable std::mutex textMutex_;
     std::string hostText_;
     std::string operationText_;
     std::string fileText_;
-    std::string lastReply_;
 
-    // Guards the control pointer against STOP from another thread while the owner replaces it.
-    mutable std::mutex controlMutex_;
-    std::unique_ptr<SocketIPS> control_;
-    ReplyReader replies_;
-    DataChannel data_;
+    // Orders STOP against the start and end of a data phase.
+    std::mutex phaseMutex_;
     std::shared_ptr<Interrupter> interrupter_;
+    ControlChannel control_;
+    DataChannel data_;
     std::shared_ptr<ViewFolder> viewFolder_;
-    LogMonitor* log_ = nullptr;
     MiniBase miniBase_;
 };

@@ -1,0 +1,178 @@
+#include "ControlChannel.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+#include "LogMonitor.h"
+#include "Reply.h"
+#include "SocketIPS.h"
+
+namespace {
+
+constexpr std::size_t kChunk = 16 * 1024;
+
+int MillisecondsUntil(ControlChannel::Clock::time_point deadline) {
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline -
+                                                                      ControlChannel::Clock::now());
+    return static_cast<int>(std::max<long long>(0, left.count()));
+}
+
+ControlChannel::Outcome OutcomeOf(Reply::Verdict verdict) {
+    switch (verdict) {
+        case Reply::Verdict::Success:
+            return ControlChannel::Outcome::Success;
+        case Reply::Verdict::FirstFailure:
+            return ControlChannel::Outcome::FirstFailure;
+        case Reply::Verdict::SecondFailure:
+            return ControlChannel::Outcome::SecondFailure;
+        case Reply::Verdict::OtherFailure:
+        case Reply::Verdict::Undecided:
+            break;
+    }
+    return ControlChannel::Outcome::OtherFailure;
+}
+
+}  // namespace
+
+ControlChannel::ControlChannel(std::shared_ptr<Interrupter> interrupter,
+                               const std::atomic<int>& stop)
+    : interrupter_(std::move(interrupter)), stop_(stop), timeoutMs_(SocketIPS::kDefaultTimeoutMs) {}
+
+ControlChannel::~ControlChannel() = default;
+
+bool ControlChannel::HoldsLineBreak(const char* text) {
+    return text != nullptr && std::strpbrk(text, "\r\n") != nullptr;
+}
+
+void ControlChannel::SetTimeout(int milliseconds) {
+    timeoutMs_ = milliseconds;
+    if (socket_) {
+        socket_->SetTimeout(milliseconds);
+    }
+}
+
+void ControlChannel::Log(const std::string& line) const {
+    if (log_ != nullptr) {
+        log_->AddLine(line);
+    }
+}
+
+int ControlChannel::Connect(const char* host, int port) {
+    auto socket = std::make_unique<SocketIPS>();
+    socket->SetInterrupter(interrupter_);
+    socket->SetTimeout(timeoutMs_);
+    {
+        std::lock_guard lock(socketMutex_);
+        socket_ = std::move(socket);
+    }
+    replies_.Reset();
+    broken_ = false;
+    ended_ = false;
+    return socket_->Connect(host, port);
+}
+
+bool ControlChannel::IsOpen() const {
+    return socket_ != nullptr && !socket_->IsClosed();
+}
+
+const sockaddr_storage& ControlChannel::LocalAddress() const {
+    static const sockaddr_storage kNone{};
+    return socket_ ? socket_->Address() : kNone;
+}
+
+const sockaddr_storage& ControlChannel::PeerAddress() const {
+    static const sockaddr_storage kNone{};
+    return socket_ ? socket_->PeerAddress() : kNone;
+}
+
+void ControlChannel::End() {
+    std::lock_guard lock(socketMutex_);
+    ended_ = true;
+    if (socket_) {
+        socket_->Shutdown();
+    }
+}
+
+std::string ControlChannel::LastReplyText() const {
+    std::lock_guard lock(replyMutex_);
+    return lastReply_;
+}
+
+int ControlChannel::SendLine(const char* word, const char* argument) {
+    if (!socket_ || broken_ || ended_) {
+        return 1;
+    }
+    // A line break inside an argument would smuggle a second command to the server.
+    if (HoldsLineBreak(word) || HoldsLineBreak(argument)) {
+        Log("Not sent: a command argument holds a line break.");
+        return 1;
+    }
+    socket_->Add(word, static_cast<int>(std::strlen(word)));
+    if (argument != nullptr) {
+        socket_->Add(" ", 1);
+        socket_->Add(argument, static_cast<int>(std::strlen(argument)));
+    }
+    socket_->Add("\r\n", 2);
+    return socket_->Flush();
+}
+
+std::optional<FtpReply> ControlChannel::ReadReply(Clock::time_point deadline) {
+    char buffer[kChunk];
+    while (socket_ && !broken_) {
+        if (std::optional<FtpReply> reply = replies_.Next()) {
+            for (const std::string& line : reply->lines) {
+                Log(line);
+            }
+            std::lock_guard lock(replyMutex_);
+            lastReply_ = reply->Text();
+            return reply;
+        }
+        if (replies_.Overflowed()) {
+            Log("The server's reply passed " + std::to_string(ReplyReader::kMaxLines) +
+                " lines: connection closed.");
+            broken_ = true;
+            socket_->Shutdown();
+            break;
+        }
+        long got = socket_->ReceiveQuietly(buffer, sizeof buffer, MillisecondsUntil(deadline));
+        if (got <= 0) {
+            break;  // closed, silent until the deadline, or stopped
+        }
+        replies_.Feed(std::string_view(buffer, static_cast<std::size_t>(got)));
+    }
+    return std::nullopt;
+}
+
+ControlChannel::Answer ControlChannel::Await(const Codes& codes, int timeoutMs) {
+    auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!stop_) {
+        std::optional<FtpReply> reply = ReadReply(deadline);
+        if (!reply || stop_) {
+            break;
+        }
+        Reply::Verdict verdict = Reply::Judge(reply->code, codes.success1, codes.success2,
+                                              codes.failure1, codes.failure2);
+        if (verdict != Reply::Verdict::Undecided) {  // else a preliminary: the final one follows
+            return {OutcomeOf(verdict), reply->code};
+        }
+    }
+    return {};
+}
+
+std::optional<FtpReply> ControlChannel::SendAndRead(const char* word, const char* argument) {
+    if (SendLine(word, argument) != 0) {
+        return std::nullopt;
+    }
+    auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
+    while (!stop_) {
+        std::optional<FtpReply> reply = ReadReply(deadline);
+        if (!reply || stop_) {
+            break;
+        }
+        if (reply->IsFinal()) {
+            return reply;
+        }
+    }
+    return std::nullopt;
+}

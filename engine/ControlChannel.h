@@ -1,0 +1,84 @@
+#pragma once
+
+#include <sys/socket.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "ReplyReader.h"
+
+class Interrupter;
+class LogMonitor;
+class SocketIPS;
+
+// The control connection of one FTP session: sends command lines and reads whole replies within
+// a deadline, each line to the log. What a reply means to a command is judged here too; turning
+// that into the program's result codes is the caller's business.
+class ControlChannel {
+public:
+    using Clock = std::chrono::steady_clock;
+    struct Codes {
+        const char* success1;
+        const char* success2;
+        const char* failure1;
+        const char* failure2;
+    };
+    enum class Outcome { Success, FirstFailure, SecondFailure, OtherFailure, NoReply };
+    struct Answer {
+        Outcome outcome = Outcome::NoReply;
+        int code = 0;
+    };
+
+    // `stop` is the session's stop flag: a stopped wait ends at once without a reply.
+    ControlChannel(std::shared_ptr<Interrupter> interrupter, const std::atomic<int>& stop);
+    ~ControlChannel();
+    ControlChannel(const ControlChannel&) = delete;
+    ControlChannel& operator=(const ControlChannel&) = delete;
+
+    void SetLog(LogMonitor* log) { log_ = log; }
+    void SetTimeout(int milliseconds);
+    void Log(const std::string& line) const;
+
+    // 0 connected; else SocketIPS::Connect's result. Replaces any earlier connection.
+    int Connect(const char* host, int port);
+    bool IsOpen() const;
+    const sockaddr_storage& LocalAddress() const;
+    const sockaddr_storage& PeerAddress() const;
+
+    // 0 sent; 1 not sent (no connection, a line break in it, or a connection that was ended);
+    // 3 the send failed.
+    int SendLine(const char* word, const char* argument);
+    // Reads replies until one decides: an awaited code, or any other final reply.
+    Answer Await(const Codes& codes, int timeoutMs);
+    Answer Await(const Codes& codes) { return Await(codes, timeoutMs_); }
+    // Sends a line and returns its final reply.
+    std::optional<FtpReply> SendAndRead(const char* word, const char* argument);
+    // The next whole reply of any kind before the deadline.
+    std::optional<FtpReply> ReadReply(Clock::time_point deadline);
+    std::string LastReplyText() const;
+
+    // Safe from any thread: ends the connection under a blocked wait; later sends are refused
+    // quietly, since the user asked for it.
+    void End();
+
+    static bool HoldsLineBreak(const char* text);
+
+private:
+    std::shared_ptr<Interrupter> interrupter_;
+    const std::atomic<int>& stop_;
+    int timeoutMs_;
+    LogMonitor* log_ = nullptr;
+    // Guards the socket pointer against End from another thread while the owner replaces it.
+    mutable std::mutex socketMutex_;
+    std::unique_ptr<SocketIPS> socket_;
+    ReplyReader replies_;
+    // A reply broke the reader's limits: the connection cannot be read in step any more.
+    bool broken_ = false;
+    std::atomic<bool> ended_{false};
+    mutable std::mutex replyMutex_;
+    std::string lastReply_;
+};
