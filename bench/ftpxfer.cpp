@@ -105,6 +105,7 @@ int List(FTPcommand& ftp, int mode) {
     }
     const MiniBase& entries = ftp.GetMiniBase();
     std::string out;
+    out.reserve(entries.Names().size() * 32);
     std::size_t file = 0;
     std::size_t directory = 0;
     for (std::size_t i = 0; i < entries.Names().size(); ++i) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <string_view>
 
 #include <unistd.h>
@@ -14,7 +13,6 @@
 #include "ListingMonitor.h"
 #include "ListingParser.h"
 #include "LocalFile.h"
-#include "LogMonitor.h"
 #include "Reply.h"
 #include "SocketIPS.h"
 #include "StatusMonitor.h"
@@ -728,20 +726,27 @@ void FTPcommand::ExpoitLISTING(Items* files, Items* directories, StatusMonitor* 
     }
 }
 
-void FTPcommand::AddListed(const EntryStringItem& item, const std::string& line, long long size,
-                           Items* list, Items* secondList, ListingMonitor* view) {
-    if (list != nullptr) {
-        list->push_back(item);
-    }
-    if (secondList != nullptr) {
-        secondList->push_back(item);
-    }
+void FTPcommand::AddListed(ListingParser::Entry entry, std::string_view line, Items* files,
+                           Items* directories, ListingMonitor* view) {
+    using Kind = ListingParser::Kind;
+    int type = entry.kind == Kind::File        ? EntryStringItem::File
+               : entry.kind == Kind::Directory ? EntryStringItem::Directory
+                                               : EntryStringItem::Link;
+    miniBase_.AddName(entry.name);
+    miniBase_.AddSize(entry.size);
     if (view != nullptr) {
-        view->AddLine(EntryStringItem{line, item.type, {}, kListingColour});
+        view->AddLine(EntryStringItem{std::string(line), type, {}, kListingColour});
         view->ShowLast();
     }
-    miniBase_.AddName(item.text);
-    miniBase_.AddSize(size);
+    // A link is offered in both panes: its target may be either.
+    Items* list = entry.kind == Kind::File ? files : directories;
+    Items* second = entry.kind == Kind::Link ? files : nullptr;
+    if (second != nullptr) {
+        second->push_back({entry.name, type, {}, 0});
+    }
+    if (list != nullptr) {
+        list->push_back({std::move(entry.name), type, {}, 0});
+    }
 }
 
 FTPcommand::PumpEnd FTPcommand::ReadListing(Items* files, Items* directories, StatusMonitor* status,
@@ -755,7 +760,7 @@ FTPcommand::PumpEnd FTPcommand::ReadListing(Items* files, Items* directories, St
     }
     SocketIPS& socket = *data_.Socket();
     while (!stop_) {
-        std::optional<std::string> line = socket.RecvString();
+        std::optional<std::string_view> line = socket.RecvLine();
         if (!line) {
             bool ended = socket.LastRecvState() == SocketIPS::RecvState::EndOfData;
             return ended ? PumpEnd::Done : stop_ ? PumpEnd::Stopped : PumpEnd::ReceiveFailed;
@@ -775,27 +780,11 @@ FTPcommand::PumpEnd FTPcommand::ReadListing(Items* files, Items* directories, St
         if (parsed.outcome != ListingParser::Outcome::Entry) {
             continue;
         }
-        const ListingParser::Entry& entry = parsed.entry;
-        bool isFile = entry.kind == ListingParser::Kind::File;
-        ++(isFile ? fileCount : directoryCount);  // a link counts as a directory
+        ++(parsed.entry.kind == ListingParser::Kind::File ? fileCount : directoryCount);
         if (status != nullptr) {
-            status->LoadFD(fileCount, directoryCount);
+            status->LoadFD(fileCount, directoryCount);  // a link counts as a directory
         }
-        switch (entry.kind) {
-            case ListingParser::Kind::File:
-                AddListed({entry.name, EntryStringItem::File, {}, 0}, *line, entry.size, files,
-                          nullptr, view);
-                break;
-            case ListingParser::Kind::Directory:
-                AddListed({entry.name, EntryStringItem::Directory, {}, 0}, *line, entry.size,
-                          directories, nullptr, view);
-                break;
-            case ListingParser::Kind::Link:
-                // Offered in both panes: its target may be either.
-                AddListed({entry.name, EntryStringItem::Link, {}, 0}, *line, entry.size,
-                          directories, files, view);
-                break;
-        }
+        AddListed(std::move(parsed.entry), *line, files, directories, view);
         if (bar != nullptr && status != nullptr) {
             bar->SetText(status->Text());
         }

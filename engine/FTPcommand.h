@@ -6,11 +6,13 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ControlChannel.h"
 #include "DataChannel.h"
 #include "EntryStringItem.h"
+#include "ListingParser.h"
 #include "MiniBase.h"
 
 class BarMonitor;
@@ -155,8 +157,8 @@ private:
     PumpEnd PumpFromFile(LocalFile& file, StatusMonitor* status, bool ascii);
     PumpEnd ReadListing(Items* files, Items* directories, StatusMonitor* status,
                         ListingMonitor* view, BarMonitor* bar);
-    void AddListed(const EntryStringItem& name, const std::string& line, long long size,
-                   Items* list, Items* secondList, ListingMonitor* view);
+    void AddListed(ListingParser::Entry entry, std::string_view line, Items* files,
+                   Items* directories, ListingMonitor* view);
     void ClearStop();
     bool IsIPv6() const;
 

@@ -7,12 +7,18 @@ namespace {
 
 // Skips the spaces at `at`, then returns the field up to the next space.
 std::string_view NextField(std::string_view line, std::size_t& at) {
-    while (at < line.size() && line[at] == ' ') {
-        ++at;
+    const char* begin = line.data();
+    const char* end = begin + line.size();
+    const char* p = begin + at;
+    while (p < end && *p == ' ') {
+        ++p;
     }
-    std::size_t start = at;
-    at = std::min(line.find(' ', at), line.size());
-    return line.substr(start, at - start);
+    const char* start = p;
+    while (p < end && *p != ' ') {
+        ++p;
+    }
+    at = static_cast<std::size_t>(p - begin);
+    return {start, static_cast<std::size_t>(p - start)};
 }
 
 long long SizeOf(std::string_view field) {

@@ -136,10 +136,14 @@ int SocketIPS::Connect(const char* host, int port) {
     if (getaddrinfo(host, service.c_str(), &hints, &found) != 0 || found == nullptr) {
         return 1;
     }
+    // One time-out for every address together: a host with several silent ones must not
+    // multiply the wait.
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs_);
     int result = 2;
     for (addrinfo* candidate = found; candidate != nullptr; candidate = candidate->ai_next) {
-        result = ConnectTo(*candidate);
-        if (result != 2 || (interrupter_ && interrupter_->IsTriggered())) {
+        result = ConnectTo(*candidate, Milliseconds(deadline));
+        if (result != 2 || (interrupter_ && interrupter_->IsTriggered()) ||
+            Milliseconds(deadline) == 0) {
             break;
         }
     }
@@ -155,17 +159,17 @@ int SocketIPS::ConnectAddress(const sockaddr_storage& address, int port) {
     candidate.ai_addr = reinterpret_cast<sockaddr*>(&target);
     candidate.ai_addrlen = LengthOf(target);
     port_ = port;
-    return ConnectTo(candidate);
+    return ConnectTo(candidate, timeoutMs_);
 }
 
-int SocketIPS::ConnectTo(const addrinfo& candidate) {
+int SocketIPS::ConnectTo(const addrinfo& candidate, int timeoutMs) {
     int descriptor = socket(candidate.ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (descriptor < 0) {
         return 1;
     }
     SetDescriptor(descriptor);
     int failed = connect(fd_, candidate.ai_addr, candidate.ai_addrlen);
-    if (failed != 0 && errno == EINPROGRESS && WaitFor(POLLOUT) == Wait::Ready) {
+    if (failed != 0 && errno == EINPROGRESS && WaitFor(POLLOUT, timeoutMs) == Wait::Ready) {
         int error = 0;
         socklen_t length = sizeof error;
         getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &length);
@@ -489,10 +493,22 @@ void SocketIPS::SwallowOne() {
 }
 
 std::optional<std::string> SocketIPS::RecvString() {
+    std::optional<std::string_view> line = RecvLine();
+    return line ? std::optional<std::string>(*line) : std::nullopt;
+}
+
+// Over-long lines are cut; the rest of the line is read and dropped.
+void SocketIPS::KeepOfLine(const char* bytes, std::size_t length) {
+    std::size_t room = kLineCapacity - 1 - std::min(lineBuffer_.size(), kLineCapacity - 1);
+    lineBuffer_.append(bytes, std::min(length, room));
+}
+
+std::optional<std::string_view> SocketIPS::RecvLine() {
     if (closed_) {
         return std::nullopt;
     }
-    std::string line;
+    lineBuffer_.clear();
+    bool spanning = false;  // the line began in an earlier block: it is kept in lineBuffer_
     while (true) {
         if (recvPosition_ == recvCount_ && !Refill()) {
             return std::nullopt;  // end of data, before or in the middle of a line
@@ -500,11 +516,11 @@ std::optional<std::string> SocketIPS::RecvString() {
         const char* begin = readAhead_.data() + recvPosition_;
         const char* end = readAhead_.data() + recvCount_;
         const char* stop = LineEnd(begin, end);
-        // Over-long lines are cut; the rest of the line is read and dropped.
-        std::size_t room = kLineCapacity - 1 - std::min(line.size(), kLineCapacity - 1);
-        line.append(begin, std::min(static_cast<std::size_t>(stop - begin), room));
-        recvPosition_ += static_cast<std::size_t>(stop - begin);
+        std::size_t length = static_cast<std::size_t>(stop - begin);
+        recvPosition_ += length;
         if (stop == end) {
+            KeepOfLine(begin, length);
+            spanning = true;
             continue;
         }
         char ending = *stop;
@@ -512,10 +528,17 @@ std::optional<std::string> SocketIPS::RecvString() {
         if (ending == '\0') {
             return std::nullopt;
         }
+        if (spanning || (ending == '\r' && recvPosition_ == recvCount_)) {
+            KeepOfLine(begin, length);  // the block may be refilled before the caller reads
+            spanning = true;
+        }
         if (ending == '\r') {
             SwallowOne();  // the LF of a CR LF pair
         }
-        return line;
+        if (spanning) {
+            return std::string_view(lineBuffer_);
+        }
+        return std::string_view(begin, std::min(length, kLineCapacity - 1));
     }
 }
 

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class Interrupter;
@@ -56,6 +57,8 @@ public:
 
     int RecvCar();
     std::optional<std::string> RecvString();
+    // RecvString without a copy: the line stays valid until the next receive.
+    std::optional<std::string_view> RecvLine();
     std::optional<std::string> RecvBuf();
     int RecvBin(char* buffer, int capacity);
     // One receive without alerts, waiting at most `timeoutMs`: bytes read, 0 at the end of data,
@@ -85,13 +88,14 @@ private:
     Wait WaitFor(short events) const { return WaitFor(events, timeoutMs_); }
     Wait WaitFor(short events, int timeoutMs) const;
     void RememberAddresses();
-    int ConnectTo(const struct addrinfo& candidate);
+    int ConnectTo(const struct addrinfo& candidate, int timeoutMs);
     bool SendAll(const char* bytes, std::size_t length, bool* interrupted);
     int FailSend(bool interrupted);
     bool Refill();
     ssize_t ReceiveSome(char* buffer, std::size_t capacity, int timeoutMs);
     std::size_t TakeBuffered(char* buffer, std::size_t capacity);
     void SwallowOne();
+    void KeepOfLine(const char* bytes, std::size_t length);
     void SetDescriptor(int descriptor);
     bool OpenPipe();
     long long DrainPipe(int fileFd, std::size_t length);
@@ -102,6 +106,7 @@ private:
     std::string sendBuffer_;
     bool sendOverflow_ = false;
     std::vector<char> readAhead_;
+    std::string lineBuffer_;
     std::size_t recvCount_ = 0;
     std::size_t recvPosition_ = 0;
     bool closed_ = true;

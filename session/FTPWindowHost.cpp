@@ -251,6 +251,7 @@ int FTPWindow::UpdateServeur(const std::optional<std::string>& directory) {
     SetBar("UPDATING host listing... WAITING for reply.");
     ListingTee lines(fullListing_);
     if (ftp_->LISTING(nullptr, &files, &directories, status_, passive_, &lines, statusBar_) != 0) {
+        SetBar("Error: the listing is incomplete.");  // and neither shown nor cached
         return 1;
     }
     if (directory) {

@@ -53,19 +53,25 @@ int UnusedPort() {
 
 TEST(SocketIPSTest, LinesLoseTheirEndsOverLongOnesAreCutAndAHalfLineIsNoLine) {
     Pair pair;
-    std::thread writer([&] {
-        pair.Write("crlf\r\nlf\nbare\rXnext\r\n\r\n" + std::string(100 * 1024, 'x') +
-                   "\r\nwhole\r\nhalf a li");
-        pair.CloseOther();
-    });
+    std::string start =
+        "crlf\r\nlf\nbare\rXnext\r\n\r\n" + std::string(100 * 1024, 'x') + "\r\nwhole\r\n";
+    // Queued before the first read, so that the 64 KiB reads end where "zz"'s CR does and the
+    // refill for its LF overwrites the whole read-ahead.
+    start += std::string(2 * 65536 - start.size() - 4, 'w') + "\nzz\r";
+    int room = 1 << 20;
+    setsockopt(pair.other, SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
+    pair.Write(start + "\n" + std::string(70000, 'v') + "\r\nhalf a li");
+    pair.CloseOther();
     for (const char* line : {"crlf", "lf", "bare", "next", ""}) {
         EXPECT_EQ(pair.socket->RecvString(), line);  // a bare CR swallows the byte after it
     }
     EXPECT_EQ(pair.socket->RecvString()->size(), SocketIPS::kLineCapacity - 1);
     EXPECT_EQ(pair.socket->RecvString(), "whole");
+    EXPECT_EQ(pair.socket->RecvString()->size(), SocketIPS::kLineCapacity - 1);  // the w's
+    EXPECT_EQ(pair.socket->RecvLine(), "zz");
+    EXPECT_EQ(pair.socket->RecvString()->size(), SocketIPS::kLineCapacity - 1);  // the v's
     EXPECT_EQ(pair.socket->RecvString(), std::nullopt);
     EXPECT_EQ(pair.socket->LastRecvState(), SocketIPS::RecvState::EndOfData);
-    writer.join();
 }
 
 TEST(SocketIPSTest, CommandLongerThanTheSendBufferIsRefusedWhole) {
