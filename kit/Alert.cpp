@@ -42,6 +42,8 @@ int ShowBox(const std::string& text, const std::vector<std::string>& buttons, Al
             const std::string& title) {
     QMessageBox box(IconFor(kind), QString::fromStdString(title.empty() ? "Tarvik" : title),
                     QString::fromStdString(text));
+    // The text may carry a server's reply: never let it be read as markup.
+    box.setTextFormat(Qt::PlainText);
     std::vector<QPushButton*> pushButtons;
     for (const std::string& label : buttons) {
         // One role for all keeps the buttons in the order given; the rightmost is the default,

@@ -80,6 +80,10 @@ std::optional<QuickLaunch::Form> QuickLaunch::Read(const std::string& path) {
     for (std::string* field : {&form.host, &form.user, &form.password, &form.localDirectory,
                                &form.hostDirectory, &form.port}) {
         *field = GetLine(file.get()).value_or("");
+        // Every field goes into a command line: a line break would smuggle in another command.
+        if (field->find_first_of("\r\n") != std::string::npos) {
+            return std::nullopt;
+        }
     }
     return form;
 }

@@ -21,8 +21,8 @@ public:
     };
 
     static bool Write(const std::string& path, const Form& form);
-    // Nothing when the file cannot be opened or does not begin with the marker. A later line
-    // whose length is out of range leaves its field empty.
+    // Nothing when the file cannot be opened, does not begin with the marker or has a field
+    // holding CR or LF. A later line whose length is out of range leaves its field empty.
     static std::optional<Form> Read(const std::string& path);
 
     static void PutLine(std::FILE* file, const std::string& text);

@@ -1,12 +1,75 @@
 #include "SessionStart.h"
 
+#include <array>
+
 namespace {
+
+struct Field {
+    const char* label;  // as the form names it
+    std::string SessionStart::Form::*text;
+};
+
+constexpr std::array kConnectionFields = {
+    Field{"Host name", &SessionStart::Form::host},
+    Field{"User name", &SessionStart::Form::user},
+    Field{"Password", &SessionStart::Form::password},
+    Field{"Initial directory offset: Client", &SessionStart::Form::localDirectory},
+    Field{"Initial directory offset: Server", &SessionStart::Form::hostDirectory},
+    Field{"FTP port", &SessionStart::Form::port},
+};
+
+constexpr std::array kFirewallFields = {
+    Field{"Firewall settings: Host name", &SessionStart::Form::firewallHost},
+    Field{"Firewall settings: User name", &SessionStart::Form::firewallUser},
+    Field{"Firewall settings: Password", &SessionStart::Form::firewallPassword},
+    Field{"Firewall settings: Port", &SessionStart::Form::firewallPort},
+    Field{"Firewall settings: Command", &SessionStart::Form::firewallCommand},
+};
+
+std::optional<std::string> UnsendableField(const SessionStart::Form& form, const Field& field) {
+    const std::string& text = form.*field.text;
+    const char* what = nullptr;
+    if (text.find_first_of("\r\n") != std::string::npos) {
+        what = "a line break";
+    } else if (text.find('\0') != std::string::npos) {
+        what = "a null character";
+    } else {
+        return std::nullopt;
+    }
+    return std::string("The field \"") + field.label + "\" holds " + what +
+           " and cannot be sent to the server.";
+}
 
 std::string Bounded(std::string_view text, std::size_t capacity) {
     return std::string(text.substr(0, capacity - 1));
 }
 
 }  // namespace
+
+std::optional<std::string> SessionStart::Refusal(const Form& form) {
+    if (form.host.empty()) {
+        return "Please enter a Host name.";
+    }
+    if (form.user.empty()) {
+        return "Please enter a Username.";
+    }
+    for (const Field& field : kConnectionFields) {
+        if (auto refusal = UnsendableField(form, field)) {
+            return refusal;
+        }
+    }
+    if (form.firewall) {  // the firewall page is sent only when it is used
+        for (const Field& field : kFirewallFields) {
+            if (auto refusal = UnsendableField(form, field)) {
+                return refusal;
+            }
+        }
+    }
+    if (SplitHostField(form.host).host.empty()) {
+        return "Enter a server name please";
+    }
+    return std::nullopt;
+}
 
 SessionStart::HostField SessionStart::SplitHostField(std::string_view field) {
     const std::size_t slash = field.find('/');

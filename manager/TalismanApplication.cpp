@@ -12,6 +12,7 @@
 
 #include "Alert.h"
 #include "FTPWindow.h"
+#include "FieldLimit.h"
 #include "MessageCodes.h"
 #include "QuickLaunch.h"
 #include "TalismanWindow.h"
@@ -158,8 +159,9 @@ void TalismanApplication::MessageReceived(const Message& message) {
                                          {"LocalDirectory", main_->Form().localDirectory},
                                          {"HostDirectory", main_->Form().hostDirectory},
                                          {"FTPPort", main_->Form().port}}) {
+                // setText skips the field's validator: the settings file's limit still holds.
                 if (auto text = message.FindString(field)) {
-                    widget->setText(QString::fromStdString(*text));
+                    widget->setText(FieldLimit::Fitted(QString::fromStdString(*text)));
                 }
             }
             main_->PostMessage(Message(TalismanWindow::kConnect));

@@ -75,7 +75,7 @@ void TalismanWindow::MessageReceived(const Message& message) {
     std::string prompt = message.FindString("prompt").value_or("");
     switch (message.what) {
         case kConnect:
-            Connect();
+            StartingFTP();
             break;
         case kConnectSelected:
             if (WhichIsSelected()) {
@@ -512,46 +512,49 @@ void TalismanWindow::Prompt(const char* title, const char* label, const std::str
 
 // ---- Sessions ----
 
-void TalismanWindow::Connect() {
-    if (form_.host->text().isEmpty()) {
-        Alert::Go("Please enter a Host name.");
-        return;
-    }
-    if (form_.login->text().isEmpty()) {
-        Alert::Go("Please enter a Username.");
-        return;
-    }
-    StartingFTP();
+SessionStart::Form TalismanWindow::FormValues() const {
+    return {.host = Text(form_.host),
+            .user = Text(form_.login),
+            .password = Text(form_.password),
+            .port = Text(form_.port),
+            .localDirectory = Text(form_.localDirectory),
+            .hostDirectory = Text(form_.hostDirectory),
+            .firewall = form_.useFirewall->isChecked(),
+            .firewallHost = Text(form_.firewallHost),
+            .firewallPort = Text(form_.firewallPort),
+            .firewallUser = Text(form_.firewallLogin),
+            .firewallPassword = Text(form_.firewallPassword),
+            .firewallCommand = Text(form_.firewallCommand)};
 }
 
 // The window is made on the GUI thread, as every window must be; the log-on runs on the
 // session's own worker, so nothing here waits for the network.
 FTPWindow* TalismanWindow::StartingFTP() {
-    SessionStart::HostField target = SessionStart::SplitHostField(Text(form_.host));
-    if (target.host.empty()) {
-        Alert::Go("Enter a server name please");
+    const SessionStart::Form form = FormValues();
+    if (std::optional<std::string> refusal = SessionStart::Refusal(form)) {
+        Alert::Go(*refusal);
         return nullptr;
     }
-    std::string user = Text(form_.login);
+    SessionStart::HostField target = SessionStart::SplitHostField(form.host);
     sessionCounter_ += 1000;
-    auto* window =
-        new FTPWindow(QRect(60, 60, 460, 525), SessionStart::Title(target.host, user), target.host,
-                      user, Text(form_.password), fontFamily_.value_or(""), fontStyle_.value_or(""),
-                      form_.fontSize->text().toInt(), sessionCounter_, passive_, application_);
+    auto* window = new FTPWindow(
+        QRect(60, 60, 460, 525), SessionStart::Title(target.host, form.user), target.host,
+        form.user, form.password, fontFamily_.value_or(""), fontStyle_.value_or(""),
+        form_.fontSize->text().toInt(), sessionCounter_, passive_, application_);
     window->show();
     if (application_ != nullptr) {
         application_->PostMessage(Message(FourCC("AddW")).AddPointer("this", window));
     }
     FTPWindow::LogOn logOn;
     logOn.startPath = target.startPath;
-    logOn.localDirectory = Text(form_.localDirectory);
-    logOn.hostDirectory = Text(form_.hostDirectory);
-    logOn.port = Text(form_.port);
-    logOn.firewall = form_.useFirewall->isChecked();
-    logOn.firewallHost = Text(form_.firewallHost);
-    logOn.firewallUser = Text(form_.firewallLogin);
-    logOn.firewallPassword = Text(form_.firewallPassword);
-    logOn.firewallPort = Text(form_.firewallPort);
+    logOn.localDirectory = form.localDirectory;
+    logOn.hostDirectory = form.hostDirectory;
+    logOn.port = form.port;
+    logOn.firewall = form.firewall;
+    logOn.firewallHost = form.firewallHost;
+    logOn.firewallUser = form.firewallUser;
+    logOn.firewallPassword = form.firewallPassword;
+    logOn.firewallPort = form.firewallPort;
     logOn.firewallCommand = BuildFireWallCommand();
     window->Init(std::move(logOn));
     return window;

@@ -10,6 +10,7 @@
 
 #include "ConfigManager.h"
 #include "MessageHandler.h"
+#include "SessionStart.h"
 #include "TalismanLayout.h"
 
 class FTPWindow;
@@ -65,7 +66,8 @@ public:
     const std::string& CurrentFormName() const { return currentFormName_; }
     // The expanded firewall command for the form as it stands.
     std::string BuildFireWallCommand() const;
-    // Starts a session from the form; the new window, or null after an alert.
+    // Starts a session from the form; the new window, or null after an alert that says what in
+    // the form keeps it from starting.
     FTPWindow* StartingFTP();
 
 protected:
@@ -92,7 +94,7 @@ private:
     void EraseMirrorMenu();
     void FillMirrorMenu(const std::vector<std::optional<std::string>>& mirrors);
     QAction* AddMirrorItem(const std::string& name, int position);
-    void Connect();
+    SessionStart::Form FormValues() const;
     void SaveQuickLaunch();
     std::optional<std::string> WhichIsSelected() const;
     void Prompt(const char* title, const char* label, const std::string& text, std::uint32_t answer,

@@ -3,6 +3,7 @@
 #include <QCheckBox>
 #include <QFormLayout>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 
@@ -26,7 +27,9 @@ PromptW::PromptW(MessageHandler* parent, const std::string& title, const std::st
     connect(field_, &QLineEdit::returnPressed, this, [this] { PostMessage(Message(kOk)); });
     connect(cancel, &QPushButton::clicked, this, [this] { PostMessage(Message(kCancel)); });
     auto* form = new QFormLayout;
-    form->addRow(QString::fromStdString(label), field_);
+    auto* caption = new QLabel(QString::fromStdString(label), this);
+    caption->setTextFormat(Qt::PlainText);
+    form->addRow(caption, field_);
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(stayOpen_);
     buttons->addStretch();

@@ -9,7 +9,6 @@
 
 #include <atomic>
 #include <thread>
-#include <vector>
 
 #include "AlertHook.h"
 #include "GuiWait.h"
@@ -17,7 +16,7 @@
 
 namespace {
 
-// Presses, on the GUI thread, the button with this label in the modal box once it is up.
+// Once the modal box is up, records its button labels and presses the one called label.
 void PressWhenShown(const QString& label, QStringList* labelsSeen) {
     QTimer::singleShot(10, [label, labelsSeen] {
         auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
@@ -38,38 +37,12 @@ void PressWhenShown(const QString& label, QStringList* labelsSeen) {
 
 }  // namespace
 
-TEST(AlertTest, AScriptedResponderAnswersFromAnyThreadAndIsRemoved) {
-    {
-        ScriptedAlerts alerts({2, 1});
-        std::atomic<int> answer = -1;
-        std::thread worker([&] {
-            answer = Alert::Go("Overwrite?", {"Skip", "Overwrite", "Reget"}, AlertKind::Idea);
-        });
-        worker.join();
-        EXPECT_EQ(answer, 2);
-        EXPECT_EQ(Alert::Go("Are you sure you want to LOGOUT ?", {"Yes", "No"}), 1);
-        EXPECT_EQ(Alert::Go("Impossible connection\nHost unreachable."), 0)
-            << "an exhausted script answers with the first button";
-
-        const std::vector<ScriptedAlerts::Asked> asked = alerts.Alerts();
-        ASSERT_EQ(asked.size(), 3u);
-        EXPECT_EQ(asked[0].text, "Overwrite?");
-        EXPECT_EQ(asked[0].buttons, (std::vector<std::string>{"Skip", "Overwrite", "Reget"}));
-        EXPECT_EQ(asked[2].buttons, std::vector<std::string>{"OK"});
-    }
-    // Out of scope, the state from before (no responder) is back.
-    EXPECT_FALSE(Alert::SetResponder(nullptr));
-}
-
-TEST(AlertTest, WithoutAResponderTheGuiThreadShowsAModalBox) {
+TEST(AlertTest, TheBoxShowsOnTheGuiThreadForAnyCallerAndAnswersTheButtonPressed) {
     QStringList labels;
     PressWhenShown(QStringLiteral("No"), &labels);
     EXPECT_EQ(Alert::Go("Are you sure you want to LOGOUT ?", {"Yes", "No"}), 1);
     EXPECT_EQ(labels, (QStringList{"Yes", "No"})) << "buttons keep the order given";
-}
 
-TEST(AlertTest, AWorkerWaitsForTheBoxShownOnTheGuiThread) {
-    QStringList labels;
     std::atomic<int> answer = -1;
     std::thread worker([&] { answer = Alert::Go("Skip, overwrite or reget?", {"A", "B", "C"}); });
     PressWhenShown(QStringLiteral("B"), &labels);
@@ -81,11 +54,12 @@ TEST(AlertTest, AWorkerWaitsForTheBoxShownOnTheGuiThread) {
 TEST(AlertTest, TheEngineHookGoesToTheAlertWithOneOkButton) {
     ScriptedAlerts alerts;
     Alert::InstallEngineHook();
-    std::thread worker([] { AlertHook::Raise("Reveive errror."); });
-    worker.join();
+    std::thread([] { AlertHook::Raise("Reveive errror."); }).join();
     AlertHook::Set(nullptr);
-    const std::vector<ScriptedAlerts::Asked> asked = alerts.Alerts();
+    const auto asked = alerts.Alerts();
     ASSERT_EQ(asked.size(), 1u);
     EXPECT_EQ(asked[0].text, "Reveive errror.");
     EXPECT_EQ(asked[0].buttons, std::vector<std::string>{"OK"});
+    EXPECT_EQ(Alert::Go("Impossible connection\nHost unreachable."), 0);
+    EXPECT_EQ(alerts.Alerts().back().buttons, std::vector<std::string>{"OK"}) << "OK by default";
 }

@@ -48,10 +48,3 @@ TEST(MessageHandlerTest, AMessageToAWindowDeletedFirstIsDropped) {
     Settle();
     EXPECT_FALSE(received);
 }
-
-TEST(MessageHandlerTest, TheWindowIsReachableAsAWidget) {
-    RecordingWindow window;
-    MessageHandler& handler = window;
-    EXPECT_EQ(handler.Widget(), &window);
-    EXPECT_EQ(handler.Object(), &window);
-}

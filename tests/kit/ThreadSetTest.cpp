@@ -3,8 +3,6 @@
 #include <QObject>
 #include <QThread>
 
-#include <pthread.h>
-
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -14,61 +12,34 @@
 
 #include "GuiWait.h"
 
-namespace {
-
-std::string CurrentThreadName() {
-    char name[32] = {};
-    pthread_getname_np(pthread_self(), name, sizeof name);
-    return name;
-}
-
-}  // namespace
-
-TEST(ThreadSetTest, WorkersRunUnderTheirNameCutTo15Bytes) {
-    ThreadSet threads;
-    std::string shortName;
-    std::string longName;
-    std::latch done(2);
-    ASSERT_TRUE(threads.Spawn("ThreadIN", [&] {
-        shortName = CurrentThreadName();
-        done.count_down();
-    }));
-    ASSERT_TRUE(threads.Spawn("ThreadREFRESHServeur", [&] {
-        longName = CurrentThreadName();
-        done.count_down();
-    }));
-    done.wait();
-    EXPECT_EQ(shortName, "ThreadIN");
-    EXPECT_EQ(longName, "ThreadREFRESHSe");
-    EXPECT_TRUE(WaitUntil([&] { return threads.Running() == 0; }));
-}
-
-TEST(ThreadSetTest, WhenIdleRunsAtOnceWithNoWorkerElseOnceTheLastEnds) {
+TEST(ThreadSetTest, WhenIdleWaitsForTheLastWorkerOnItsContextsThreadUnlessTheContextIsGone) {
     QObject context;
     ThreadSet threads;
-    int immediate = 0;
-    threads.WhenIdle(&context, [&] { ++immediate; });
-    EXPECT_EQ(immediate, 1);
+    int idle = 0;
+    threads.WhenIdle(&context, [&] { ++idle; });
+    EXPECT_EQ(idle, 1) << "no worker: at once";
 
     std::latch release(1);
     threads.Spawn("ThreadOUT", [&] { release.wait(); });
     threads.Spawn("ThreadIN", [&] { release.wait(); });
-    EXPECT_EQ(threads.Running(), 2);
-    int idle = 0;
     bool onContextThread = false;
     threads.WhenIdle(&context, [&] {
         ++idle;
         onContextThread = QThread::currentThread() == context.thread();
     });
+    auto gone = std::make_unique<QObject>();
+    bool ranForGone = false;
+    threads.WhenIdle(gone.get(), [&] { ranForGone = true; });
+    gone.reset();
     Settle();
-    EXPECT_EQ(idle, 0) << "workers are still running";
+    EXPECT_EQ(idle, 1) << "workers are still running";
 
     release.count_down();
-    ASSERT_TRUE(WaitUntil([&] { return idle == 1; }));
+    ASSERT_TRUE(WaitUntil([&] { return idle == 2; }));
     EXPECT_TRUE(onContextThread);
-    EXPECT_EQ(threads.Running(), 0);
     Settle();
-    EXPECT_EQ(idle, 1);
+    EXPECT_EQ(idle, 2);
+    EXPECT_FALSE(ranForGone);
 }
 
 TEST(ThreadSetTest, TheSetMayBeDeletedAsSoonAsTheLastWorkerHasReported) {
@@ -77,34 +48,17 @@ TEST(ThreadSetTest, TheSetMayBeDeletedAsSoonAsTheLastWorkerHasReported) {
         ThreadSet threads;
     };
     auto window = std::make_unique<Window>();
-    std::atomic<int> captureGone = 0;
-    auto capture = std::shared_ptr<int>(new int(0), [&](int* value) {
-        delete value;
-        ++captureGone;
-    });
+    auto capture = std::make_shared<int>(0);
+    std::weak_ptr<int> watch = capture;
     std::latch release(1);
     window->threads.Spawn("ThreadCDDISTANT", [&release, capture] { release.wait(); });
     capture.reset();
-    bool deleted = false;
+    bool captureGoneFirst = false;
     window->threads.WhenIdle(window.get(), [&] {
+        captureGoneFirst = watch.expired();
         window.reset();
-        deleted = true;
     });
     release.count_down();
-    ASSERT_TRUE(WaitUntil([&] { return deleted; }));
-    EXPECT_EQ(captureGone, 1) << "the body's captures go before the window hears it is idle";
-}
-
-TEST(ThreadSetTest, WhenIdleIsDroppedWhenItsContextIsDeleted) {
-    ThreadSet threads;
-    auto context = std::make_unique<QObject>();
-    std::latch release(1);
-    threads.Spawn("ViewFile", [&] { release.wait(); });
-    bool ran = false;
-    threads.WhenIdle(context.get(), [&] { ran = true; });
-    context.reset();
-    release.count_down();
-    ASSERT_TRUE(WaitUntil([&] { return threads.Running() == 0; }));
-    Settle();
-    EXPECT_FALSE(ran);
+    ASSERT_TRUE(WaitUntil([&] { return window == nullptr; }));
+    EXPECT_TRUE(captureGoneFirst) << "the body's captures go before the window hears it is idle";
 }

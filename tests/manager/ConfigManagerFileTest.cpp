@@ -16,40 +16,17 @@
 
 namespace {
 
-const std::string kCorrupted =
-    "Your settings file looks corrupted\nRemove Tarvik_settings_data and restart Tarvik.";
+using Mirrors = std::vector<std::optional<std::string>>;
 
 std::unique_ptr<Record_tag> MakeRecord(const std::string& name, const std::string& host,
-                                       std::uint8_t passive,
-                                       std::vector<std::optional<std::string>> mirrors) {
-    auto record = std::make_unique<Record_tag>();
-    record->name = name;
-    record->host = host;
-    record->login = "me";
-    record->password = "secret";
-    record->reserved = 0;
-    record->passive = passive;
-    record->port = "21";
-    record->localDirectory = "/tmp";
-    record->hostDirectory = "/pub";
-    record->comments = "hi";
-    record->mirrors = std::move(mirrors);
-    return record;
+                                       std::uint8_t passive, Mirrors mirrors) {
+    return std::make_unique<Record_tag>(Record_tag{name, host, "me", "secret", 0, passive, "21",
+                                                   "/tmp", "/pub", "hi", std::move(mirrors)});
 }
 
 std::unique_ptr<GRecord_tag> MakeGlobal() {
-    auto global = std::make_unique<GRecord_tag>();
-    global->fontFamily = "Swis721 BT";
-    global->fontStyle = "Roman";
-    global->fontSize = 11;
-    global->spareString = "";
-    global->useFirewall = 1;
-    global->firewallHost = "fw";
-    global->firewallUser = "fu";
-    global->firewallPassword = "fp";
-    global->firewallPort = "2121";
-    global->firewallCommand = "USER %u@%h:%o";
-    return global;
+    return std::make_unique<GRecord_tag>(GRecord_tag{"Swis721 BT", "Roman", 11, 0, "", 1, "fw",
+                                                     "fu", "fp", "2121", "USER %u@%h:%o", 0});
 }
 
 // The global record of MakeGlobal, by hand; the version decides whether trailerByte follows.
@@ -71,11 +48,37 @@ void WriteRecord(ByteWriter& out, const std::string& name, const std::string& ho
     }
 }
 
+// A record holding only a name, as a damaged file leaves it.
+Record_tag OnlyNamed(const std::string& name) {
+    Record_tag record;
+    record.name = name;
+    return record;
+}
+
 mode_t ModeOf(const std::filesystem::path& file) {
     struct stat status {};
     EXPECT_EQ(::stat(file.c_str(), &status), 0);
     return status.st_mode & 07777;
 }
+
+// Makes writes beyond bytes fail as on a full disk.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+        ::getrlimit(RLIMIT_FSIZE, &saved_);
+        rlimit limit = saved_;
+        limit.rlim_cur = bytes;
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() {
+        ::setrlimit(RLIMIT_FSIZE, &saved_);
+        std::signal(SIGXFSZ, handler_);
+    }
+
+private:
+    rlimit saved_{};
+    void (*handler_)(int);
+};
 
 class ConfigManagerFileTest : public ::testing::Test {
 protected:
@@ -85,25 +88,31 @@ protected:
     }
     void TearDown() override { ConfigManager::SetCorruptionHandler(nullptr); }
 
-    std::filesystem::path WriteSettings(const std::string& bytes) const {
-        return TempDir::WriteFile(file_, bytes);
-    }
+    void WriteSettings(const std::string& bytes) const { TempDir::WriteFile(file_, bytes); }
     std::string ReadSettings() const { return TempDir::Read(file_); }
+    std::vector<std::string> FolderEntries() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(dir_.Path())) {
+            names.push_back(entry.path().filename().string());
+        }
+        return names;
+    }
 
     TempDir dir_{"tarvik-config"};
     std::filesystem::path file_ = dir_ / "Tarvik_settings_data";
     std::vector<std::string> corruptionTexts_;
 };
 
-// ---- Writing ----
+TEST_F(ConfigManagerFileTest, SavedBytesMatchTheFormat) {
+    ConfigManager empty(file_.string());
+    ASSERT_TRUE(empty.SaveConfig());
+    EXPECT_EQ(ReadSettings(), ByteWriter().Int(3).Int(0).Int(0).Bytes()) << "version, flag, count";
 
-TEST_F(ConfigManagerFileTest, WrittenFileMatchesHandBuiltBytes) {
     ConfigManager config(file_.string());
     config.SetGlobalRecord(MakeGlobal());
     config.AddRecord(MakeRecord("Home", "ftp.home", 1, {"m1", "m22"}), -1);
     config.AddRecord(MakeRecord("Work", "", 0, {}), -1);
     ASSERT_TRUE(config.SaveConfig());
-
     ByteWriter expected;
     expected.Int(3).Int(1);
     WriteGlobal(expected, true);
@@ -111,26 +120,19 @@ TEST_F(ConfigManagerFileTest, WrittenFileMatchesHandBuiltBytes) {
     WriteRecord(expected, "Home", "ftp.home", 1, {"m1", "m22"});
     WriteRecord(expected, "Work", "", 0, {});
     EXPECT_EQ(ReadSettings(), expected.Bytes());
-}
 
-TEST_F(ConfigManagerFileTest, EmptyManagerWritesVersionFlagAndCount) {
-    ConfigManager config(file_.string());
-    ASSERT_TRUE(config.SaveConfig());
-    EXPECT_EQ(ReadSettings(), ByteWriter().Int(3).Int(0).Int(0).Bytes());
-}
-
-TEST_F(ConfigManagerFileTest, CountsAreLittleEndian) {
-    ConfigManager config(file_.string());
-    for (int i = 0; i < 300; ++i) {
-        config.AddRecord(MakeRecord("r" + std::to_string(i), "h", 0, {}), -1);
-    }
-    ASSERT_TRUE(config.SaveConfig());
-    EXPECT_EQ(ReadSettings().substr(0, 12), ByteWriter().Int(3).Int(0).Int(300).Bytes());
-    EXPECT_EQ(ReadSettings().substr(8, 4), std::string("\x2C\x01\x00\x00", 4));
+    // A field a damaged file could not supply goes out as the empty string.
+    ConfigManager damaged(file_.string());
+    damaged.AddRecord(std::make_unique<Record_tag>(OnlyNamed("only a name")), -1);
+    ASSERT_TRUE(damaged.SaveConfig());
+    ByteWriter unread;
+    unread.Int(3).Int(0).Int(1).Str("only a name").Str("").Str("").Str("").Byte(0).Byte(0);
+    unread.Str("").Str("").Str("").Str("").Int(0);
+    EXPECT_EQ(ReadSettings(), unread.Bytes());
 }
 
 TEST_F(ConfigManagerFileTest, SaveThenLoadReproducesEverything) {
-    std::vector<std::optional<std::string>> manyMirrors;
+    Mirrors manyMirrors;
     for (int i = 0; i < 12; ++i) {
         manyMirrors.push_back("mirror" + std::to_string(i) + ".example.org");
     }
@@ -159,7 +161,6 @@ TEST_F(ConfigManagerFileTest, SaveThenLoadReproducesEverything) {
     ASSERT_TRUE(reader.LoadConfig());
     ASSERT_EQ(reader.CountRecords(), 3);
     for (long i = 0; i < 3; ++i) {
-        ASSERT_NE(reader.GetRecord(i), nullptr);
         EXPECT_EQ(*reader.GetRecord(i), *originals[i]) << "record " << i;
     }
     ASSERT_NE(reader.GetGlobalRecord(), nullptr);
@@ -171,59 +172,38 @@ TEST_F(ConfigManagerFileTest, SaveThenLoadReproducesEverything) {
 TEST_F(ConfigManagerFileTest, OverlongStringsAreCutOnSaving) {
     struct Case {
         const char* what;
-        std::string comments;
+        std::string text;
         std::string expected;
     };
-    const std::string a99(99, 'a');
-    const std::vector<Case> cases = {
+    const Case cases[] = {
         {"exactly 100", std::string(100, 'a'), std::string(100, 'a')},
         {"101", std::string(101, 'a'), std::string(100, 'a')},
-        {"150", std::string(150, 'a'), std::string(100, 'a')},
-        {"two-byte character across the limit", a99 + "\xC3\xA9", a99},
+        {"two-byte character across the limit", std::string(99, 'a') + "\xC3\xA9",
+         std::string(99, 'a')},
         {"three-byte character across the limit", std::string(98, 'a') + "\xE2\x82\xAC",
          std::string(98, 'a')},
         {"two-byte character ending at the limit", std::string(98, 'a') + "\xC3\xA9" + "b",
          std::string(98, 'a') + "\xC3\xA9"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
         ConfigManager writer(file_.string());
-        auto record = MakeRecord("r", "h", 0, {c.comments});
-        record->comments = c.comments;
+        auto record = MakeRecord("r", "h", 0, {c.text});
+        record->comments = c.text;
         writer.AddRecord(std::move(record), -1);
         ASSERT_TRUE(writer.SaveConfig());
-
         ConfigManager reader(file_.string());
-        ASSERT_TRUE(reader.LoadConfig());
-        EXPECT_EQ(reader.GetRecord(0L)->comments, c.expected);
-        ASSERT_EQ(reader.GetRecord(0L)->mirrors.size(), 1u);
-        EXPECT_EQ(reader.GetRecord(0L)->mirrors[0], c.expected);
+        ASSERT_TRUE(reader.LoadConfig()) << c.what;
+        EXPECT_EQ(reader.GetRecord(0L)->comments, c.expected) << c.what;
+        EXPECT_EQ(reader.GetRecord(0L)->mirrors, Mirrors{c.expected}) << c.what;
     }
     EXPECT_TRUE(corruptionTexts_.empty());
 }
-
-// A field a damaged file could not supply goes out as the empty string.
-TEST_F(ConfigManagerFileTest, UnreadFieldsAreSavedEmpty) {
-    ConfigManager config(file_.string());
-    auto record = std::make_unique<Record_tag>();
-    record->name = "only a name";
-    config.AddRecord(std::move(record), -1);
-    ASSERT_TRUE(config.SaveConfig());
-
-    ByteWriter expected;
-    expected.Int(3).Int(0).Int(1).Str("only a name").Str("").Str("").Str("").Byte(0).Byte(0);
-    expected.Str("").Str("").Str("").Str("").Int(0);
-    EXPECT_EQ(ReadSettings(), expected.Bytes());
-}
-
-// ---- Mode and safe replacement ----
 
 TEST_F(ConfigManagerFileTest, FileIsReadableByItsOwnerOnly) {
     const mode_t savedMask = ::umask(0);  // a sloppy open(..., 0666) would show here
     {
         ConfigManager config(file_.string());
         EXPECT_FALSE(config.LoadConfig());  // missing: created empty
-        EXPECT_TRUE(std::filesystem::exists(file_));
         EXPECT_EQ(std::filesystem::file_size(file_), 0u);
         EXPECT_EQ(ModeOf(file_), 0600u);
         ASSERT_TRUE(config.SaveConfig());
@@ -232,44 +212,13 @@ TEST_F(ConfigManagerFileTest, FileIsReadableByItsOwnerOnly) {
     ::umask(savedMask);
 
     // An older file that others could read is replaced by a private one.
-    WriteSettings("old");
     std::filesystem::permissions(file_, std::filesystem::perms(0644));
-    ConfigManager config(file_.string());
-    ASSERT_TRUE(config.SaveConfig());
+    ASSERT_TRUE(ConfigManager(file_.string()).SaveConfig());
     EXPECT_EQ(ModeOf(file_), 0600u);
 }
 
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) {
-        ::getrlimit(RLIMIT_FSIZE, &saved_);
-        previousHandler_ = std::signal(SIGXFSZ, SIG_IGN);
-        rlimit limit = saved_;
-        limit.rlim_cur = bytes;
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit() {
-        ::setrlimit(RLIMIT_FSIZE, &saved_);
-        std::signal(SIGXFSZ, previousHandler_);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    rlimit saved_{};
-    void (*previousHandler_)(int) = SIG_DFL;
-};
-
-std::vector<std::string> FolderEntries(const std::filesystem::path& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        names.push_back(entry.path().filename().string());
-    }
-    return names;
-}
-
 // A full disk in the middle of a save: the old file stays whole and no new file is left over.
-TEST_F(ConfigManagerFileTest, FailedWriteKeepsTheOldFile) {
+TEST_F(ConfigManagerFileTest, ASaveThatCannotCompleteLeavesTheOldFileAlone) {
     const std::string old = ByteWriter().Int(3).Int(0).Int(0).Bytes();
     WriteSettings(old);
     ConfigManager config(file_.string());
@@ -282,39 +231,18 @@ TEST_F(ConfigManagerFileTest, FailedWriteKeepsTheOldFile) {
         EXPECT_FALSE(config.SaveConfig());
     }
     EXPECT_EQ(ReadSettings(), old);
-    EXPECT_EQ(FolderEntries(dir_.Path()), std::vector<std::string>{"Tarvik_settings_data"});
-
-    EXPECT_TRUE(config.SaveConfig());  // the same save succeeds once there is room
+    EXPECT_EQ(FolderEntries(), std::vector<std::string>{"Tarvik_settings_data"});
+    EXPECT_TRUE(config.SaveConfig()) << "the same save succeeds once there is room";
     EXPECT_NE(ReadSettings(), old);
-    EXPECT_EQ(FolderEntries(dir_.Path()), std::vector<std::string>{"Tarvik_settings_data"});
-}
+    EXPECT_EQ(FolderEntries(), std::vector<std::string>{"Tarvik_settings_data"});
 
-TEST_F(ConfigManagerFileTest, SaveIntoMissingFolderFails) {
     const auto missing = dir_ / "missing" / "Tarvik_settings_data";
-    ConfigManager config(missing.string());
-    EXPECT_FALSE(config.SaveConfig());
-    EXPECT_FALSE(std::filesystem::exists(missing.parent_path()));
+    EXPECT_FALSE(ConfigManager(missing.string()).SaveConfig());
+    EXPECT_FALSE(std::filesystem::exists(missing.parent_path())) << "no folder is made";
+    ConfigManager nowhere("");
+    EXPECT_FALSE(nowhere.LoadConfig());
+    EXPECT_FALSE(nowhere.SaveConfig());
 }
-
-TEST_F(ConfigManagerFileTest, WithoutPathNothingIsLoadedOrSaved) {
-    ConfigManager config("");
-    EXPECT_FALSE(config.IsLoaded());
-    EXPECT_FALSE(config.Path().has_value());
-    EXPECT_FALSE(config.LoadConfig());
-    EXPECT_FALSE(config.SaveConfig());
-    EXPECT_TRUE(ConfigManager(file_.string()).IsLoaded());
-}
-
-// ---- Loading hand-built files ----
-
-struct LoadCase {
-    const char* what;
-    std::string bytes;
-    bool loads;
-    long records;
-    bool global;
-    bool oldVersion;
-};
 
 TEST_F(ConfigManagerFileTest, LoadsHandBuiltFiles) {
     ByteWriter v2;
@@ -329,27 +257,26 @@ TEST_F(ConfigManagerFileTest, LoadsHandBuiltFiles) {
     ByteWriter otherFlag;
     otherFlag.Int(3).Int(2).Int(1);
     WriteRecord(otherFlag, "Home", "ftp.home", 1, {});
-    ByteWriter longest;
-    longest.Int(3).Int(0).Int(1);
-    WriteRecord(longest, std::string(100, 'n'), "h", 0, {std::string(100, 'm')});
     ByteWriter bigCount;  // announces more records than the file holds
     bigCount.Int(3).Int(0).Int(INT_MAX);
     WriteRecord(bigCount, "Home", "ftp.home", 1, {});
-    ByteWriter negativeCount;
-    negativeCount.Int(3).Int(0).Int(-5);
 
-    const std::vector<LoadCase> cases = {
+    struct Case {
+        const char* what;
+        std::string bytes;
+        bool loads;
+        long records;
+        bool global;
+        bool oldVersion;
+    };
+    const Case cases[] = {
         {"version 3, flag 0, count 0", ByteWriter().Int(3).Int(0).Int(0).Bytes(), true, 0, false,
          false},
         {"version 2 without trailerByte", v2.Bytes(), true, 1, true, true},
         {"version 4 reads trailerByte", v4.Bytes(), true, 0, true, true},
         {"flag other than 1 means no global record", otherFlag.Bytes(), true, 1, false, false},
-        {"100-character strings", longest.Bytes(), true, 1, false, false},
         {"count beyond the end", bigCount.Bytes(), true, 1, false, false},
-        {"negative count", negativeCount.Bytes(), true, 0, false, false},
-        {"empty file", "", false, 0, false, false},
-        {"version only", ByteWriter().Int(3).Bytes(), false, 0, false, false},
-        {"no count", ByteWriter().Int(3).Int(0).Bytes(), false, 0, false, false},
+        {"negative count", ByteWriter().Int(3).Int(0).Int(-5).Bytes(), true, 0, false, false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
@@ -359,51 +286,28 @@ TEST_F(ConfigManagerFileTest, LoadsHandBuiltFiles) {
         config.SetGlobalRecord(MakeGlobal());
         ::testing::internal::CaptureStdout();
         EXPECT_EQ(config.LoadConfig(), c.loads);
-        const std::string printed = ::testing::internal::GetCapturedStdout();
-        EXPECT_EQ(printed, c.oldVersion ? "Old settings version.\n" : "");
+        EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+                  c.oldVersion ? "Old settings version.\n" : "");
         EXPECT_EQ(config.CountRecords(), c.records);
         EXPECT_EQ(config.GetGlobalRecord() != nullptr, c.global);
         EXPECT_EQ(config.GetRecord("stale"), nullptr);
     }
     EXPECT_TRUE(corruptionTexts_.empty());
-}
 
-TEST_F(ConfigManagerFileTest, VersionTwoGlobalRecordGetsTrailerByteOne) {
-    ByteWriter v2;
-    v2.Int(2).Int(1);
-    WriteGlobal(v2, false);
-    v2.Int(1);
-    WriteRecord(v2, "Home", "ftp.home", 1, {"m1", "m2"});
+    // The shorter version-2 global record is read in step with the record after it, and its
+    // missing trailer byte reads as 1. Saved again, the file is version 3.
     WriteSettings(v2.Bytes());
-
     ConfigManager config(file_.string());
     ::testing::internal::CaptureStdout();
     ASSERT_TRUE(config.LoadConfig());
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Old settings version.\n");
+    ::testing::internal::GetCapturedStdout();
     auto expectedGlobal = MakeGlobal();
     expectedGlobal->trailerByte = 1;
-    ASSERT_NE(config.GetGlobalRecord(), nullptr);
     EXPECT_EQ(*config.GetGlobalRecord(), *expectedGlobal);
-    // The record right after the shorter global record is read in step.
-    ASSERT_EQ(config.CountRecords(), 1);
-    EXPECT_EQ(*config.GetRecord(0L), *MakeRecord("Home", "ftp.home", 1, {"m1", "m2"}));
-
-    // Saved again, it becomes a version-3 file with the trailer byte.
+    EXPECT_EQ(*config.GetRecord(0L), *MakeRecord("Home", "ftp.home", 1, {"m1"}));
     ASSERT_TRUE(config.SaveConfig());
     EXPECT_EQ(ReadSettings().substr(0, 4), ByteWriter().Int(3).Bytes());
 }
-
-TEST_F(ConfigManagerFileTest, EmptyFileLoadsNothingAndNextSaveIsValid) {
-    WriteSettings("");
-    ConfigManager config(file_.string());
-    EXPECT_FALSE(config.LoadConfig());
-    EXPECT_EQ(config.CountRecords(), 0);
-    EXPECT_EQ(config.GetGlobalRecord(), nullptr);
-    ASSERT_TRUE(config.SaveConfig());
-    EXPECT_TRUE(config.LoadConfig());
-}
-
-// ---- Short files ----
 
 TEST_F(ConfigManagerFileTest, ShortFileAtEveryLengthFailsOrKeepsWhatWasRead) {
     ByteWriter full;
@@ -427,8 +331,8 @@ TEST_F(ConfigManagerFileTest, ShortFileAtEveryLengthFailsOrKeepsWhatWasRead) {
             ASSERT_NE(config.GetGlobalRecord(), nullptr);
             EXPECT_EQ(*config.GetGlobalRecord(), *expectedGlobal);
         }
-        const long expectedRecords = length < countEnd ? 0 : (length <= firstEnd ? 1 : 2);
-        EXPECT_EQ(config.CountRecords(), expectedRecords - (length == countEnd ? 1 : 0));
+        const long expectedRecords = length <= countEnd ? 0 : (length <= firstEnd ? 1 : 2);
+        EXPECT_EQ(config.CountRecords(), expectedRecords);
         if (length >= firstEnd) {
             EXPECT_EQ(*config.GetRecord(0L), *first);
         }
@@ -436,47 +340,22 @@ TEST_F(ConfigManagerFileTest, ShortFileAtEveryLengthFailsOrKeepsWhatWasRead) {
     EXPECT_TRUE(corruptionTexts_.empty());
 }
 
-TEST_F(ConfigManagerFileTest, StringShorterThanAnnouncedLeavesItsFieldEmpty) {
-    ByteWriter bytes;
-    bytes.Int(3).Int(0).Int(1).Str("Home").Int(8).Raw("ftp");  // host announced 8, 3 arrive
-    WriteSettings(bytes.Bytes());
+TEST_F(ConfigManagerFileTest, AStringOrMirrorListCutShortKeepsWhatCameBeforeIt) {
+    WriteSettings(ByteWriter().Int(3).Int(0).Int(1).Str("Home").Int(8).Raw("ftp").Bytes());
     ConfigManager config(file_.string());
     ASSERT_TRUE(config.LoadConfig());
     ASSERT_EQ(config.CountRecords(), 1);
-    Record_tag expected;
-    expected.name = "Home";
-    EXPECT_EQ(*config.GetRecord(0L), expected);  // host and everything after it: nullopt
+    EXPECT_EQ(*config.GetRecord(0L), OnlyNamed("Home")) << "host announced 8, 3 came";
 
-    ByteWriter global;
-    global.Int(3).Int(1).Str("Swis721 BT").Int(5).Raw("Ro");
-    WriteSettings(global.Bytes());
-    EXPECT_FALSE(config.LoadConfig());  // no record count
-    ASSERT_NE(config.GetGlobalRecord(), nullptr);
-    EXPECT_EQ(config.GetGlobalRecord()->fontFamily, "Swis721 BT");
-    EXPECT_EQ(config.GetGlobalRecord()->fontStyle, std::nullopt);
-    EXPECT_EQ(config.GetGlobalRecord()->firewallCommand, std::nullopt);
-}
-
-TEST_F(ConfigManagerFileTest, MirrorCountBeyondTheEndKeepsTheMirrorsRead) {
-    ByteWriter bytes;
-    bytes.Int(3).Int(0).Int(1);
-    bytes.Str("Home").Str("h").Str("u").Str("p").Byte(0).Byte(0);
-    bytes.Str("21").Str("").Str("").Str("").Int(1000000).Str("m1").Int(9).Raw("m2");
-    WriteSettings(bytes.Bytes());
-    ConfigManager config(file_.string());
+    ByteWriter mirrors;
+    mirrors.Int(3).Int(0).Int(1).Str("Home").Str("h").Str("u").Str("p").Byte(0).Byte(0);
+    mirrors.Str("21").Str("").Str("").Str("").Int(1000000).Str("m1").Int(9).Raw("m2");
+    WriteSettings(mirrors.Bytes());
     ASSERT_TRUE(config.LoadConfig());
-    ASSERT_EQ(config.CountRecords(), 1);
-    const std::vector<std::optional<std::string>> expected = {"m1", std::nullopt};
-    EXPECT_EQ(config.GetRecord(0L)->mirrors, expected);
+    EXPECT_EQ(config.GetRecord(0L)->mirrors, (Mirrors{"m1", std::nullopt}));
 }
 
-// ---- Corrupted files ----
-
-TEST_F(ConfigManagerFileTest, OutOfRangeStringLengthStopsTheLoad) {
-    struct Case {
-        const char* what;
-        std::string bytes;
-    };
+TEST_F(ConfigManagerFileTest, OutOfRangeStringLengthStopsTheLoadAndKeepsTheFile) {
     ByteWriter inGlobal;
     inGlobal.Int(3).Int(1).Str("Swis721 BT").Int(101).Raw(std::string(101, 'x'));
     ByteWriter inName;
@@ -488,37 +367,25 @@ TEST_F(ConfigManagerFileTest, OutOfRangeStringLengthStopsTheLoad) {
     inMirror.Str("21").Str("").Str("").Str("").Int(2).Str("m1").Int(INT_MIN);
     ByteWriter twice;  // a second bad length after the first is never looked at
     twice.Int(3).Int(0).Int(1).Int(200).Raw(std::string(200, 'x')).Int(-7);
-    const std::vector<Case> cases = {
-        {"101 in the global record", inGlobal.Bytes()},
-        {"-1 as a record name", inName.Bytes()},
-        {"INT_MIN as a mirror", inMirror.Bytes()},
-        {"two bad lengths", twice.Bytes()},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+    const std::string kCorrupted =
+        "Your settings file looks corrupted\nRemove Tarvik_settings_data and restart Tarvik.";
+    for (const std::string& bytes :
+         {inGlobal.Bytes(), inName.Bytes(), inMirror.Bytes(), twice.Bytes()}) {
         corruptionTexts_.clear();
-        WriteSettings(c.bytes);
+        WriteSettings(bytes);
         ConfigManager config(file_.string());
         EXPECT_FALSE(config.LoadConfig());
         EXPECT_EQ(corruptionTexts_, std::vector<std::string>{kCorrupted});
-        EXPECT_TRUE(config.IsCorrupted());
         EXPECT_EQ(config.CountRecords(), 0);
         EXPECT_EQ(config.GetGlobalRecord(), nullptr);
         // The damaged file is left for the user to remove, never overwritten.
         EXPECT_FALSE(config.SaveConfig());
-        EXPECT_EQ(ReadSettings(), c.bytes);
-    }
-}
+        EXPECT_EQ(ReadSettings(), bytes);
 
-TEST_F(ConfigManagerFileTest, RepairedFileLoadsAfterCorruption) {
-    WriteSettings(ByteWriter().Int(3).Int(0).Int(1).Int(101).Bytes());
-    ConfigManager config(file_.string());
-    EXPECT_FALSE(config.LoadConfig());
-    ASSERT_TRUE(config.IsCorrupted());
-    WriteSettings(ByteWriter().Int(3).Int(0).Int(0).Bytes());
-    EXPECT_TRUE(config.LoadConfig());
-    EXPECT_FALSE(config.IsCorrupted());
-    EXPECT_TRUE(config.SaveConfig());
+        WriteSettings(ByteWriter().Int(3).Int(0).Int(0).Bytes());
+        EXPECT_TRUE(config.LoadConfig()) << "a repaired file loads again";
+        EXPECT_TRUE(config.SaveConfig());
+    }
 }
 
 TEST_F(ConfigManagerFileTest, CorruptionWithoutHandlerExitsWithZero) {
@@ -528,8 +395,7 @@ TEST_F(ConfigManagerFileTest, CorruptionWithoutHandlerExitsWithZero) {
     EXPECT_EXIT(
         {
             ConfigManager::SetCorruptionHandler(nullptr);
-            ConfigManager config(path);
-            config.LoadConfig();
+            ConfigManager(path).LoadConfig();
         },
         ::testing::ExitedWithCode(0), "Your settings file looks corrupted");
 }

@@ -7,16 +7,17 @@
 
 namespace {
 
+// A length-prefixed line: 32-bit little-endian length counting the text and its zero byte.
 std::string Line(const std::string& text) {
-    std::uint32_t length = static_cast<std::uint32_t>(text.size() + 1);
-    std::string bytes{static_cast<char>(length & 0xFF), static_cast<char>((length >> 8) & 0xFF),
-                      static_cast<char>((length >> 16) & 0xFF), static_cast<char>(length >> 24)};
-    return bytes + text + '\0';
+    const auto length = static_cast<std::uint32_t>(text.size() + 1);
+    return std::string{static_cast<char>(length & 0xFF), static_cast<char>((length >> 8) & 0xFF),
+                       static_cast<char>((length >> 16) & 0xFF), static_cast<char>(length >> 24)} +
+           text + '\0';
 }
 
 TEST(QuickLaunchTest, WritesSevenLinesAndReadsThemBack) {
     TempDir folder;
-    std::string path = (folder / "work.tql").string();
+    const std::string path = (folder / "work.tql").string();
     QuickLaunch::Form form{"ftp.example.org/pub", "alice", "s3cret", "/home/a/", "/pub", "2121"};
     ASSERT_TRUE(QuickLaunch::Write(path, form));
     EXPECT_EQ(TempDir::Read(path), Line("TarvikQuick-Launch") + Line("ftp.example.org/pub") +
@@ -24,28 +25,32 @@ TEST(QuickLaunchTest, WritesSevenLinesAndReadsThemBack) {
                                        Line("/pub") + Line("2121"));
     struct stat info {};
     ASSERT_EQ(stat(path.c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0600u);  // it holds a password
+    EXPECT_EQ(info.st_mode & 0777, 0600u) << "it holds a password";
     auto read = QuickLaunch::Read(path);
     ASSERT_TRUE(read);
     EXPECT_EQ(read->host, form.host);
     EXPECT_EQ(read->port, form.port);
 }
 
-TEST(QuickLaunchTest, ForeignOrTruncatedFiles) {
+TEST(QuickLaunchTest, ForeignTruncatedOrSmugglingFiles) {
     TempDir folder;
+    const std::string marker = Line("TarvikQuick-Launch");
+    const std::string zero(4, '\0');
     EXPECT_FALSE(QuickLaunch::Read((folder / "missing").string()));
     EXPECT_FALSE(QuickLaunch::Read(folder.Write("foreign", Line("SomethingElse")).string()));
-    std::string zero(4, '\0');
     EXPECT_FALSE(QuickLaunch::Read(folder.Write("zero", zero).string()));
-    std::string huge = "\x01\x14\x00\x00";  // 5121: one beyond the longest line
+    const std::string huge = "\x01\x14\x00\x00";  // 5121: one beyond the longest line
     EXPECT_FALSE(QuickLaunch::Read(folder.Write("huge", huge + std::string(5121, 'x')).string()));
     // A later line out of range, or a file cut short, leaves the field empty.
-    auto partial = QuickLaunch::Read(
-        folder.Write("partial", Line("TarvikQuick-Launch") + Line("host") + zero).string());
+    auto partial =
+        QuickLaunch::Read(folder.Write("partial", marker + Line("host") + zero).string());
     ASSERT_TRUE(partial);
     EXPECT_EQ(partial->host, "host");
     EXPECT_EQ(partial->user, "");
-    EXPECT_EQ(partial->port, "");
+    // A line break in a field would send a second command of the file's choosing.
+    const std::string smuggling = marker + Line("ftp.example.org") + Line("anonymous") +
+                                  Line("guest") + Line("/tmp") + Line("pub\r\nDELE x") + Line("21");
+    EXPECT_FALSE(QuickLaunch::Read(folder.Write("smuggling", smuggling).string()));
 }
 
 }  // namespace

@@ -14,80 +14,125 @@ TEST(SessionStartTest, FireWallCommandTemplate) {
         const char* expected;
     };
     // User "U", password "P", port "21" throughout.
-    const std::vector<Case> cases = {
+    const Case cases[] = {
         {"USER %u@%h:%o", "H", "USER U@H:21"},
         {"%x%%%h", "H", "x%H"},
         {"SITE %h%", "H", "SITE H"},  // a final "%" gives nothing
-        {"%", "H", ""},
-        {"%%", "H", "%"},
         {"%%%", "H", "%"},
         {"%%h", "H", "%h"},               // "%%" is consumed before the "h"
         {"%H %U %P %O", "H", "H U P O"},  // the letters are lower case only
         {"PASS %p", "H", "PASS P"},
         {"USER %u@%h", "H/pub/x", "USER U@H/pub/x"},  // the whole host field
-        {"no codes", "H", "no codes"},
         {"", "H", ""},
-        {"%h%h", "", ""},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.commandTemplate);
         EXPECT_EQ(SessionStart::BuildFireWallCommand(c.commandTemplate, c.host, "U", "P", "21"),
-                  c.expected);
+                  c.expected)
+            << c.commandTemplate;
     }
-}
-
-TEST(SessionStartTest, FireWallCommandIsBounded) {
-    std::string commandTemplate;
+    // The command is one control-connection line: bounded.
+    std::string twenty;
     for (int i = 0; i < 20; ++i) {
-        commandTemplate += "%h";
+        twenty += "%h";
     }
-    const std::string host(100, 'h');
-    const std::string command =
-        SessionStart::BuildFireWallCommand(commandTemplate, host, "U", "P", "21");
-    EXPECT_EQ(command, std::string(SessionStart::kCommandCapacity - 1, 'h'));
-    EXPECT_EQ(command.size(), 1023u);
+    EXPECT_EQ(SessionStart::BuildFireWallCommand(twenty, std::string(100, 'h'), "U", "P", "21"),
+              std::string(1023, 'h'));
 }
 
-TEST(SessionStartTest, HostFieldSplitsAtTheFirstSlash) {
+TEST(SessionStartTest, HostFieldSplitsAtTheFirstSlashIntoBoundedParts) {
     struct Case {
-        const char* field;
-        const char* host;
+        std::string field;
+        std::string host;
         std::optional<std::string> startPath;
     };
-    const std::vector<Case> cases = {
+    const Case cases[] = {
         {"H/pub/x", "H", "/pub/x"},
-        {"H", "H", std::nullopt},
         {"ftp.example.org", "ftp.example.org", std::nullopt},
         {"H/", "H", "/"},
         {"/pub", "", "/pub"},
         {"H//a", "H", "//a"},
-        {"", "", std::nullopt},
+        {std::string(300, 'h') + "/" + std::string(299, 'p'), std::string(255, 'h'),
+         "/" + std::string(254, 'p')},
+        {std::string(255, 'h') + "/" + std::string(254, 'p'), std::string(255, 'h'),
+         "/" + std::string(254, 'p')},  // exactly full: nothing lost
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.field);
         const SessionStart::HostField split = SessionStart::SplitHostField(c.field);
-        EXPECT_EQ(split.host, c.host);
-        EXPECT_EQ(split.startPath, c.startPath);
+        EXPECT_EQ(split.host, c.host) << c.field;
+        EXPECT_EQ(split.startPath, c.startPath) << c.field;
+    }
+    EXPECT_EQ(SessionStart::Title("H", "anonymous"), "Tarvik Transfer  Host: H Login: anonymous ");
+}
+
+// Every field that reaches the wire: a CR, LF or NUL in it would end the command it goes into
+// and start one of its own.
+TEST(SessionStartTest, AFieldThatWouldSplitACommandRefusesTheStart) {
+    using Form = SessionStart::Form;
+    const Form clean{.host = "ftp.example.org/pub",
+                     .user = "alice",
+                     .password = "s3cret",
+                     .port = "21",
+                     .localDirectory = "/home/alice",
+                     .hostDirectory = "/pub",
+                     .firewall = true,
+                     .firewallHost = "fw.example.org",
+                     .firewallPort = "2121",
+                     .firewallUser = "fwuser",
+                     .firewallPassword = "fwpass",
+                     .firewallCommand = "USER %u@%h:%o"};
+    EXPECT_EQ(SessionStart::Refusal(clean), std::nullopt);
+    Form noFirewall = clean;
+    noFirewall.firewall = false;
+    noFirewall.firewallUser = "unused\r\n";
+    EXPECT_EQ(SessionStart::Refusal(noFirewall), std::nullopt) << "an unused page is not sent";
+
+    struct Field {
+        std::string Form::*text;
+        const char* label;
+    };
+    const Field fields[] = {
+        {&Form::host, "Host name"},
+        {&Form::user, "User name"},
+        {&Form::password, "Password"},
+        {&Form::port, "FTP port"},
+        {&Form::localDirectory, "Initial directory offset: Client"},
+        {&Form::hostDirectory, "Initial directory offset: Server"},
+        {&Form::firewallHost, "Firewall settings: Host name"},
+        {&Form::firewallPort, "Firewall settings: Port"},
+        {&Form::firewallUser, "Firewall settings: User name"},
+        {&Form::firewallPassword, "Firewall settings: Password"},
+        {&Form::firewallCommand, "Firewall settings: Command"},
+    };
+    const std::pair<std::string, const char*> hostile[] = {
+        {"\r", "a line break"}, {"\n", "a line break"}, {std::string(1, '\0'), "a null character"}};
+    for (const Field& field : fields) {
+        for (const auto& [character, what] : hostile) {
+            Form form = clean;
+            form.*field.text += character + "DELE x";
+            EXPECT_EQ(SessionStart::Refusal(form), std::string("The field \"") + field.label +
+                                                       "\" holds " + what +
+                                                       " and cannot be sent to the server.");
+        }
     }
 }
 
-TEST(SessionStartTest, HostAndPathAreBounded) {
-    const std::string longHost(300, 'h');
-    const std::string longPath = "/" + std::string(299, 'p');
-    auto split = SessionStart::SplitHostField(longHost + longPath);
-    EXPECT_EQ(split.host, std::string(255, 'h'));
-    ASSERT_TRUE(split.startPath.has_value());
-    EXPECT_EQ(*split.startPath, "/" + std::string(254, 'p'));
-
-    split = SessionStart::SplitHostField(std::string(255, 'h') + "/" + std::string(254, 'p'));
-    EXPECT_EQ(split.host.size(), 255u);  // exactly full: nothing lost
-    EXPECT_EQ(split.startPath->size(), 255u);
-}
-
-TEST(SessionStartTest, TitleNamesHostAndLogin) {
-    EXPECT_EQ(SessionStart::Title("H", "U"), "Tarvik Transfer  Host: H Login: U ");
-    EXPECT_EQ(SessionStart::Title(SessionStart::SplitHostField("H/pub/x").host, "anonymous"),
-              "Tarvik Transfer  Host: H Login: anonymous ");
+TEST(SessionStartTest, AnEmptyHostOrUserRefusesTheStart) {
+    struct Case {
+        const char* host;
+        const char* user;
+        const char* alert;
+    };
+    const Case cases[] = {
+        {"", "U", "Please enter a Host name."},
+        {"H", "", "Please enter a Username."},
+        {"/only/a/path", "U", "Enter a server name please"},
+    };
+    for (const Case& c : cases) {
+        SessionStart::Form form;
+        form.host = c.host;
+        form.user = c.user;
+        EXPECT_EQ(SessionStart::Refusal(form), c.alert) << c.alert;
+    }
 }
 
 }  // namespace

@@ -20,6 +20,7 @@
 #include "MessageCodes.h"
 #include "PromptW.h"
 #include "PyFtpServer.h"
+#include "QuickLaunch.h"
 #include "RecordingWindow.h"
 #include "ScriptedAlerts.h"
 #include "TalismanApplication.h"
@@ -31,31 +32,30 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using Code = TalismanWindow::Code;
-
-PromptW* FindPrompt(const QString& title) {
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-        auto* prompt = qobject_cast<PromptW*>(widget);
-        if (prompt != nullptr && prompt->isVisible() && prompt->windowTitle() == title) {
-            return prompt;
-        }
-    }
-    return nullptr;
-}
+using Strings = std::vector<std::string>;
 
 // Answers the open prompt of that title with the text, as a user pressing OK.
 bool AnswerPrompt(const QString& title, const std::string& text) {
     PromptW* prompt = nullptr;
-    if (!WaitUntil([&] { return (prompt = FindPrompt(title)) != nullptr; })) {
-        return false;
+    const bool shown = WaitUntil([&] {
+        for (QWidget* widget : QApplication::topLevelWidgets()) {
+            auto* candidate = qobject_cast<PromptW*>(widget);
+            if (candidate && candidate->isVisible() && candidate->windowTitle() == title) {
+                prompt = candidate;
+            }
+        }
+        return prompt != nullptr;
+    });
+    if (shown) {
+        prompt->Field()->setText(QString::fromStdString(text));
+        prompt->PostMessage(Message(PromptW::kOk));
+        Settle();
     }
-    prompt->Field()->setText(QString::fromStdString(text));
-    prompt->PostMessage(Message(PromptW::kOk));
-    Settle();
-    return true;
+    return shown;
 }
 
-std::vector<std::string> ListedForms(TalismanWindow& window) {
-    std::vector<std::string> names;
+Strings ListedForms(TalismanWindow& window) {
+    Strings names;
     for (int row = 0; row < window.Form().forms->count(); ++row) {
         names.push_back(window.Form().forms->item(row)->text().toStdString());
     }
@@ -69,6 +69,18 @@ void Select(TalismanWindow& window, const std::string& name) {
     Settle();
 }
 
+void Fill(TalismanWindow& window, const std::string& host, const std::string& user,
+          const std::string& password = "pw", const std::string& port = "21") {
+    window.Form().host->setText(QString::fromStdString(host));
+    window.Form().login->setText(QString::fromStdString(user));
+    window.Form().password->setText(QString::fromStdString(password));
+    window.Form().port->setText(QString::fromStdString(port));
+}
+
+void Fill(TalismanWindow& window, const std::string& host, const PyFtpServer& server) {
+    Fill(window, host, server.User(), server.Password(), server.PortText());
+}
+
 class TalismanWindowTest : public ::testing::Test {
 protected:
     void SetUp() override { Alert::InstallEngineHook(); }
@@ -78,16 +90,15 @@ protected:
         Settle();
         return window;
     }
-
-    void Fill(TalismanWindow& window, const std::string& host, const std::string& user) {
-        window.Form().host->setText(QString::fromStdString(host));
-        window.Form().login->setText(QString::fromStdString(user));
-        window.Form().password->setText("pw");
-    }
-
-    void SaveAs(TalismanWindow& window, const std::string& name) {
-        window.PostMessage(Message(Code::kSaveAs).AddString("prompt", name));
+    void Post(TalismanWindow& window, Message message) {
+        window.PostMessage(std::move(message));
         Settle();
+    }
+    // The settings file as the next start will read it.
+    std::unique_ptr<ConfigManager> Saved() {
+        auto saved = std::make_unique<ConfigManager>(settings.string());
+        EXPECT_TRUE(saved->LoadConfig());
+        return saved;
     }
 
     ScriptedAlerts alerts;
@@ -101,13 +112,12 @@ TEST_F(TalismanWindowTest, SavingWithNoFormLoadedAsksForAName) {
     Fill(*window, "ftp.example.org", "alice");
     window->PostMessage(Message(Code::kSaveInPlace));
     ASSERT_TRUE(AnswerPrompt("Save current form as", "Work"));
-    EXPECT_EQ(ListedForms(*window), std::vector<std::string>{"Work"});
-    ConfigManager saved(settings.string());
-    ASSERT_TRUE(saved.LoadConfig());
-    ASSERT_NE(saved.GetRecord("Work"), nullptr);
-    EXPECT_EQ(saved.GetRecord("Work")->host, "ftp.example.org");
-    EXPECT_EQ(saved.GetRecord("Work")->login, "alice");
-    ASSERT_NE(saved.GetGlobalRecord(), nullptr);  // saving in place made the global record
+    EXPECT_EQ(ListedForms(*window), Strings{"Work"});
+    const auto saved = Saved();
+    ASSERT_NE(saved->GetRecord("Work"), nullptr);
+    EXPECT_EQ(saved->GetRecord("Work")->host, "ftp.example.org");
+    EXPECT_EQ(saved->GetRecord("Work")->login, "alice");
+    EXPECT_NE(saved->GetGlobalRecord(), nullptr) << "saving in place made the global record";
     EXPECT_EQ(fs::status(settings).permissions() & fs::perms::all,
               fs::perms::owner_read | fs::perms::owner_write);
 }
@@ -115,93 +125,49 @@ TEST_F(TalismanWindowTest, SavingWithNoFormLoadedAsksForAName) {
 TEST_F(TalismanWindowTest, RenamingToAUsedNameChangesNothing) {
     auto window = Open();
     Fill(*window, "a.example", "a");
-    SaveAs(*window, "A");
+    Post(*window, Message(Code::kSaveAs).AddString("prompt", "A"));
     Fill(*window, "b.example", "b");
-    SaveAs(*window, "B");
-    window->PostMessage(Message(Code::kRename).AddString("opt", "A").AddString("prompt", "B"));
-    Settle();
-    EXPECT_EQ(alerts.Texts(), std::vector<std::string>{"The new name is already in use."});
-    EXPECT_EQ(ListedForms(*window), (std::vector<std::string>{"A", "B"}));
+    Post(*window, Message(Code::kSaveAs).AddString("prompt", "B"));
+    Post(*window, Message(Code::kRename).AddString("opt", "A").AddString("prompt", "B"));
+    EXPECT_EQ(alerts.Texts(), Strings{"The new name is already in use."});
+    EXPECT_EQ(ListedForms(*window), (Strings{"A", "B"}));
     EXPECT_EQ(window->Settings().GetRecord("A")->host, "a.example");
 
     // A free name renames: the record moves to the end, the list keeps its place.
     Select(*window, "A");
-    window->PostMessage(Message(Code::kRename).AddString("opt", "A").AddString("prompt", "C"));
-    Settle();
-    EXPECT_EQ(ListedForms(*window), (std::vector<std::string>{"C", "B"}));
-    EXPECT_EQ(window->Settings().GetListName(), (std::vector<std::string>{"B", "C"}));
+    Post(*window, Message(Code::kRename).AddString("opt", "A").AddString("prompt", "C"));
+    EXPECT_EQ(ListedForms(*window), (Strings{"C", "B"}));
+    EXPECT_EQ(window->Settings().GetListName(), (Strings{"B", "C"}));
 }
 
-TEST_F(TalismanWindowTest, MirrorsWithSlashesAreRefusedOthersAreSaved) {
+TEST_F(TalismanWindowTest, MirrorsAreSavedAndSavingAsksWhichHostIsTheMainOne) {
     auto window = Open();
     Fill(*window, "main.example", "u");
-    SaveAs(*window, "Form");
+    Post(*window, Message(Code::kSaveAs).AddString("prompt", "Form"));
     Select(*window, "Form");
-    window->PostMessage(Message(Code::kAddMirror).AddString("prompt", "ftp://mirror.example"));
-    Settle();
+    Post(*window, Message(Code::kAddMirror).AddString("prompt", "ftp://mirror.example"));
     EXPECT_EQ(alerts.Texts(),
-              std::vector<std::string>{
-                  "Invalide mirror name,\nDo not use \"ftp://\" or \"//\" strings."});
-    EXPECT_TRUE(window->Form().mirrors->actions().isEmpty());
-    window->PostMessage(Message(Code::kAddMirror).AddString("prompt", "mirror.example"));
-    Settle();
-    ASSERT_EQ(window->Form().mirrors->actions().size(), 1);
-    ConfigManager saved(settings.string());
-    ASSERT_TRUE(saved.LoadConfig());
-    EXPECT_EQ(saved.GetRecord("Form")->mirrors,
-              (std::vector<std::optional<std::string>>{"mirror.example"}));
-}
+              Strings{"Invalide mirror name,\nDo not use \"ftp://\" or \"//\" strings."});
+    Post(*window, Message(Code::kAddMirror).AddString("prompt", "m1.example"));
+    EXPECT_EQ(Saved()->GetRecord("Form")->mirrors,
+              (std::vector<std::optional<std::string>>{"m1.example"}));
 
-TEST_F(TalismanWindowTest, TheFirstTenMirrorsHaveShortcutsTheEleventhNone) {
-    {
-        ConfigManager prepared(settings.string());
-        auto record = std::make_unique<Record_tag>();
-        record->name = "Many";
-        record->host = "main.example";
-        for (int i = 0; i < 11; ++i) {
-            record->mirrors.push_back("m" + std::to_string(i) + ".example");
-        }
-        prepared.AddRecord(std::move(record), -1);
-        ASSERT_TRUE(prepared.SaveConfig());
-    }
-    auto window = Open();
-    Select(*window, "Many");
-    QList<QAction*> mirrors = window->Form().mirrors->actions();
-    ASSERT_EQ(mirrors.size(), 11);
-    for (int i = 0; i < 10; ++i) {
-        EXPECT_EQ(mirrors[i]->shortcut(), QKeySequence(Qt::CTRL | (Qt::Key_0 + i))) << i;
-    }
-    EXPECT_TRUE(mirrors[10]->shortcut().isEmpty());
-}
-
-TEST_F(TalismanWindowTest, WithAMirrorActiveSavingAsksWhichHostIsTheMainOne) {
-    auto window = Open();
-    Fill(*window, "main.example", "u");
-    SaveAs(*window, "Form");
-    Select(*window, "Form");
-    window->PostMessage(Message(Code::kAddMirror).AddString("prompt", "m1.example"));
-    Settle();
-    window->PostMessage(Message(Code::kChooseMirror).AddString("namemirror", "m1.example"));
-    Settle();
+    Post(*window, Message(Code::kChooseMirror).AddString("namemirror", "m1.example"));
     EXPECT_EQ(window->Form().host->text(), "m1.example");
-    EXPECT_TRUE(window->Form().mainServer->isEnabled());
     alerts.Answer(1);  // the second button: the main server
-    window->PostMessage(Message(Code::kSaveInPlace));
-    Settle();
-    ASSERT_FALSE(alerts.Alerts().empty());
-    auto asked = alerts.Alerts().back();
+    Post(*window, Message(Code::kSaveInPlace));
+    const auto asked = alerts.Alerts().back();
     EXPECT_EQ(asked.text,
               "A mirror site is currently active:\n<m1.example>\nWich one do you want as main "
               "server ?");
-    EXPECT_EQ(asked.buttons, (std::vector<std::string>{"m1.example", "main.example"}));
+    EXPECT_EQ(asked.buttons, (Strings{"m1.example", "main.example"}));
     EXPECT_EQ(window->Settings().GetRecord("Form")->host, "main.example");
-    window->PostMessage(Message(Code::kMainServer));
-    Settle();
+    Post(*window, Message(Code::kMainServer));
     EXPECT_EQ(window->Form().host->text(), "main.example");
     EXPECT_FALSE(window->Form().mainServer->isEnabled());
 }
 
-TEST_F(TalismanWindowTest, FieldsRefuseMoreThanTheSettingsFileHolds) {
+TEST_F(TalismanWindowTest, FieldsHoldNoMoreThanTheSettingsFileHolds) {
     auto window = Open();
     QLineEdit* host = window->Form().host;
     host->setFocus();
@@ -210,65 +176,41 @@ TEST_F(TalismanWindowTest, FieldsRefuseMoreThanTheSettingsFileHolds) {
     EXPECT_EQ(host->text().size(), 100);
     window->Form().comments->setPlainText(QString(150, 'c'));
     EXPECT_EQ(window->Form().comments->toPlainText().size(), 100);
-}
-
-TEST_F(TalismanWindowTest, FirewallTemplateUsesTheConnectionForm) {
-    auto window = Open();
-    window->Form().host->setText("H");
-    window->Form().firewallCommand->setText("%x%%%h");
-    EXPECT_EQ(window->BuildFireWallCommand(), "x%H");
-    window->Form().firewallCommand->setText("USER %u@%h:%o");
-    window->Form().login->setText("U");
-    EXPECT_EQ(window->BuildFireWallCommand(), "USER U@H:21");
-    // The firewall fields follow the check box.
-    EXPECT_FALSE(window->Form().firewallHost->isEnabled());
+    EXPECT_FALSE(window->Form().firewallHost->isEnabled()) << "until the firewall is used";
     window->Form().useFirewall->click();
     Settle();
     EXPECT_TRUE(window->Form().firewallHost->isEnabled());
 }
 
-TEST_F(TalismanWindowTest, SessionsAreNumberedAndTheHostFieldMayCarryAPath) {
-    PyFtpServer server;
-    fs::create_directories(server.Pub() / "x");
+TEST_F(TalismanWindowTest, AFormThatCannotBeSentStartsNoSession) {
     auto window = Open();
-    window->Form().host->setText("127.0.0.1/pub/x");
-    window->Form().login->setText(QString::fromStdString(server.User()));
-    window->Form().password->setText(QString::fromStdString(server.Password()));
-    window->Form().port->setText(QString::fromStdString(server.PortText()));
-    std::vector<QPointer<FTPWindow>> sessions;
-    for (int i = 0; i < 3; ++i) {
-        sessions.emplace_back(window->StartingFTP());
-    }
-    EXPECT_EQ(window->SessionCounter(), 8000);
-    for (auto& session : sessions) {
-        ASSERT_TRUE(session);
-        EXPECT_EQ(session->windowTitle().toStdString(),
-                  "Tarvik Transfer  Host: 127.0.0.1 Login: " + server.User() + " ");
-        ASSERT_TRUE(WaitUntil([&] { return !session->IsLoggingOn(); }, 10s));
-        EXPECT_EQ(session->HostPath(), "/pub/x");
-    }
-    auto codes = application.Codes();
-    EXPECT_EQ(std::count(codes.begin(), codes.end(), FourCC("AddW")), 3);
-    for (auto& session : sessions) {
-        session->PostMessage(Message(FTPWindow::kQuickLogout));
-        EXPECT_TRUE(WaitUntil([&] { return session.isNull(); }, 10s));
-    }
-}
-
-TEST_F(TalismanWindowTest, EmptyHostOrUserIsRefusedBeforeAnySession) {
-    auto window = Open();
-    window->PostMessage(Message(Code::kConnect));
-    Settle();
-    window->Form().host->setText("h");
-    window->PostMessage(Message(Code::kConnect));
-    Settle();
-    window->Form().host->setText("/only/a/path");
-    window->Form().login->setText("u");
+    Post(*window, Message(Code::kConnect));
+    Fill(*window, "/only/a/path", "u");
+    Post(*window, Message(Code::kConnect));
+    Fill(*window, "127.0.0.1", "u\r\nDELE x");
     EXPECT_EQ(window->StartingFTP(), nullptr);
     EXPECT_EQ(alerts.Texts(),
-              (std::vector<std::string>{"Please enter a Host name.", "Please enter a Username.",
-                                        "Enter a server name please"}));
+              (Strings{"Please enter a Host name.", "Enter a server name please",
+                       "The field \"User name\" holds a line break and cannot be sent to the "
+                       "server."}));
     EXPECT_EQ(window->SessionCounter(), 5000);
+}
+
+TEST_F(TalismanWindowTest, QuickLaunchFilesAreCheckedBeforeTheyFillTheForm) {
+    TalismanApplication tarvik(settings.string());
+    QuickLaunch::Form smuggling{"127.0.0.1", "anonymous", "guest", "/tmp", "pub\r\nDELE x", "21"};
+    ASSERT_TRUE(QuickLaunch::Write((folder / "bad.tql").string(), smuggling));
+    tarvik.ArgvReceived({(folder / "bad.tql").string()});
+    Settle();
+    EXPECT_EQ(alerts.Texts(), Strings{"Bad Quick-Launch file format."});
+    EXPECT_TRUE(tarvik.Sessions().empty());
+
+    // The form's limit holds for what an "open" request puts into it.
+    tarvik.MessageReceived(
+        Message(FourCC("open")).AddString("Server", "").AddString("Login", std::string(150, 'u')));
+    Settle();
+    EXPECT_EQ(tarvik.MainWindow()->Form().login->text(), QString(100, 'u'));
+    EXPECT_EQ(alerts.Texts().back(), "Please enter a Host name.");
 }
 
 // The way a user goes: fill the form, save it, quit, start again, connect, close the session.
@@ -280,10 +222,7 @@ TEST_F(TalismanWindowTest, SavedFormStartsASessionAfterARestart) {
         tarvik.ReadyToRun();
         TalismanWindow* window = tarvik.MainWindow();
         ASSERT_TRUE(WaitUntil([&] { return window->isVisible(); }));
-        window->Form().host->setText("127.0.0.1");
-        window->Form().login->setText(QString::fromStdString(server.User()));
-        window->Form().password->setText(QString::fromStdString(server.Password()));
-        window->Form().port->setText(QString::fromStdString(server.PortText()));
+        Fill(*window, "127.0.0.1", server);
         window->Form().hostDirectory->setText("/pub");
         window->PostMessage(Message(Code::kAskSaveAs));
         ASSERT_TRUE(AnswerPrompt("Save current form as", "Local test"));
@@ -303,33 +242,37 @@ TEST_F(TalismanWindowTest, SavedFormStartsASessionAfterARestart) {
     EXPECT_TRUE(session->IsConnected());
     EXPECT_EQ(session->HostPath(), "/pub");
     EXPECT_FALSE(session->HostFiles()->Items().empty());
-    EXPECT_GE(session->LocalDirectories()->Items().size(), 2u);
     window->hide();  // as a user who put the main window away
     session->PostMessage(Message(FTPWindow::kQuickLogout));
     ASSERT_TRUE(WaitUntil([&] { return session.isNull(); }, 10s));
-    EXPECT_TRUE(WaitUntil([&] { return window->isVisible(); }));
+    EXPECT_TRUE(WaitUntil([&] { return window->isVisible(); })) << "it comes back";
     EXPECT_TRUE(tarvik.Sessions().empty());
 }
 
-}  // namespace
-
-namespace {
-
 TEST_F(TalismanWindowTest, ClosingTheMainWindowEndsEverySessionFirst) {
     PyFtpServer server;
+    fs::create_directories(server.Pub() / "x");
     TalismanApplication tarvik(settings.string());
     tarvik.ReadyToRun();
-    TalismanWindow* window = tarvik.MainWindow();
-    window->Form().host->setText("127.0.0.1");
-    window->Form().login->setText(QString::fromStdString(server.User()));
-    window->Form().password->setText(QString::fromStdString(server.Password()));
-    window->Form().port->setText(QString::fromStdString(server.PortText()));
-    QPointer<FTPWindow> session = window->StartingFTP();
-    ASSERT_TRUE(WaitUntil([&] { return !session->IsLoggingOn() && !session->IsBusy(); }, 10s));
-    window->close();
-    EXPECT_TRUE(WaitUntil([&] { return session.isNull(); }, 10s));
+    Fill(*tarvik.MainWindow(), "127.0.0.1/pub/x", server);
+    std::vector<QPointer<FTPWindow>> sessions;
+    for (int i = 0; i < 2; ++i) {
+        sessions.emplace_back(tarvik.MainWindow()->StartingFTP());
+        ASSERT_TRUE(sessions.back());
+        EXPECT_EQ(sessions.back()->windowTitle().toStdString(),
+                  "Tarvik Transfer  Host: 127.0.0.1 Login: " + server.User() + " ");
+    }
+    for (auto& session : sessions) {
+        ASSERT_TRUE(WaitUntil([&] { return !session->IsLoggingOn() && !session->IsBusy(); }, 10s));
+        EXPECT_EQ(session->HostPath(), "/pub/x") << "the host field may carry a path";
+    }
+    EXPECT_EQ(tarvik.Sessions().size(), 2u);
+    tarvik.MainWindow()->close();
+    for (auto& session : sessions) {
+        EXPECT_TRUE(WaitUntil([&] { return session.isNull(); }, 10s));
+    }
     EXPECT_TRUE(tarvik.IsQuitting());
-    EXPECT_TRUE(alerts.Texts().empty());  // no logout question on the way out
+    EXPECT_TRUE(alerts.Texts().empty()) << "no logout question on the way out";
 }
 
 }  // namespace

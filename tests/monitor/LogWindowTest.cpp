@@ -15,20 +15,9 @@
 
 namespace {
 
-QAction* MenuItem(LogWindow& log, const QString& text) {
-    for (QAction* menu : log.findChild<QMenuBar*>(QStringLiteral("menuLOG"))->actions()) {
-        for (QAction* item : menu->menu()->actions()) {
-            if (item->text() == text) {
-                return item;
-            }
-        }
-    }
-    return nullptr;
-}
-
 class LogWindowTest : public ::testing::Test {
 protected:
-    LogWindowTest() : log(new LogWindow("FTP Log: ftp.example.org", &session)) {
+    LogWindowTest() {
         // As the session window does: 43 shows or hides its log window.
         session.onMessage = [this](const Message& message) {
             if (message.what == 43) {
@@ -38,64 +27,58 @@ protected:
         session.show();
     }
 
+    QAction* MenuItem(const QString& text) {
+        for (QAction* menu : log->findChild<QMenuBar*>()->actions()) {
+            for (QAction* item : menu->menu()->actions()) {
+                if (item->text() == text) {
+                    return item;
+                }
+            }
+        }
+        ADD_FAILURE() << "no menu item " << text.toStdString();
+        return new QAction(log);
+    }
+
     RecordingWindow session;
-    LogWindow* log;
+    LogWindow* log = new LogWindow("FTP Log: ftp.example.org", &session);
 };
 
 }  // namespace
 
-TEST_F(LogWindowTest, IsAHiddenFloatingWindowWithTheLogMenu) {
+TEST_F(LogWindowTest, FloatsHiddenAboveItsOwnerAndClosingOnlyHidesIt) {
     EXPECT_FALSE(log->isVisible());
-    EXPECT_EQ(log->windowTitle(), QStringLiteral("FTP Log: ftp.example.org"));
-    EXPECT_EQ(log->windowType(), Qt::Tool) << "floats above its session window";
-    EXPECT_EQ(log->parentWidget(), &session);
-    ASSERT_NE(MenuItem(*log, "Clear log"), nullptr);
-    ASSERT_NE(MenuItem(*log, "Close"), nullptr);
-    EXPECT_EQ(MenuItem(*log, "Clear log")->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_L));
-    EXPECT_EQ(MenuItem(*log, "Close")->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_W));
-}
-
-TEST_F(LogWindowTest, CloseOnlyHidesItAndTellsTheOwner) {
+    EXPECT_EQ(log->windowType(), Qt::Tool);
+    EXPECT_EQ(MenuItem("Clear log")->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_L));
+    EXPECT_EQ(MenuItem("Close")->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_W));
     log->show();
     log->AddLine("220 Welcome");
     ASSERT_TRUE(WaitUntil([&] { return log->LineCount() == 1; }));
 
-    MenuItem(*log, "Close")->trigger();
+    MenuItem("Close")->trigger();
     ASSERT_TRUE(WaitUntil([&] { return !session.Received().empty(); }));
-    EXPECT_EQ(session.Codes(), std::vector<std::uint32_t>{43});
+    EXPECT_EQ(session.Codes(), std::vector<std::uint32_t>{43}) << "the owner is told";
     EXPECT_FALSE(log->isVisible());
     EXPECT_EQ(log->LineCount(), 1) << "still alive, lines kept";
-
-    // Closing a hidden log window says nothing.
     EXPECT_FALSE(log->close());
     Settle();
-    EXPECT_EQ(session.Received().size(), 1u);
+    EXPECT_EQ(session.Received().size(), 1u) << "closing a hidden log window says nothing";
 
     log->SetQuitAllowed(true);
     log->show();
     EXPECT_TRUE(log->close()) << "the owner going away lets it close";
-}
 
-TEST_F(LogWindowTest, WithoutAnOwnerCloseHidesItself) {
     LogWindow alone("FTP Log", nullptr);
     alone.show();
     EXPECT_FALSE(alone.close());
     EXPECT_FALSE(alone.isVisible());
 }
 
-TEST_F(LogWindowTest, ClearLogEmptiesItAndANullLineAddsNothing) {
+TEST_F(LogWindowTest, ClearLogEmptiesIt) {
     log->AddLine("USER anonymous");
-    log->AddLine(static_cast<const char*>(nullptr));
     log->AddLine("331 Please specify the password.");
     ASSERT_TRUE(WaitUntil([&] { return log->LineCount() == 2; }));
-    Settle();
-    EXPECT_EQ(log->LineCount(), 2);
-
-    MenuItem(*log, "Clear log")->trigger();
+    MenuItem("Clear log")->trigger();
     ASSERT_TRUE(WaitUntil([&] { return log->LineCount() == 0; }));
-    MenuItem(*log, "Clear log")->trigger();
-    Settle();
-    EXPECT_EQ(log->LineCount(), 0);
     log->AddLine("PWD");
     ASSERT_TRUE(WaitUntil([&] { return log->LineCount() == 1; }));
     EXPECT_EQ(log->LineAt(0), "PWD");
@@ -118,9 +101,7 @@ TEST_F(LogWindowTest, LinesFromWorkersArriveInOrderWithTheLastOneSelected) {
     std::vector<int> next(2, 0);
     for (int row = 0; row < log->LineCount(); ++row) {
         const std::string line = log->LineAt(row);
-        const int worker = line[0] - '0';
-        EXPECT_EQ(line.substr(2), std::to_string(next[worker]++));
+        EXPECT_EQ(line.substr(2), std::to_string(next[line[0] - '0']++));
     }
     EXPECT_EQ(log->List()->currentIndex().row(), 2 * kPerThread - 1);
-    EXPECT_EQ(log->List()->palette().color(QPalette::Text), QColor(150, 0, 0));
 }

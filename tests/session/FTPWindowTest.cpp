@@ -1,10 +1,16 @@
 // The session window against real and scripted servers, offscreen.
 #include <gtest/gtest.h>
 
+#include <QAbstractButton>
+#include <QApplication>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QMenu>
+#include <QMessageBox>
 #include <QPointer>
 #include <QTest>
+#include <QTextDocument>
+#include <QTimer>
 
 #include <algorithm>
 #include <filesystem>
@@ -19,6 +25,7 @@
 #include "LPBListView.h"
 #include "MessageCodes.h"
 #include "PathLabel.h"
+#include "PromptW.h"
 #include "PyFtpServer.h"
 #include "RecordingWindow.h"
 #include "ScriptedAlerts.h"
@@ -30,9 +37,10 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
+using Strings = std::vector<std::string>;
 
-std::vector<std::string> Texts(const LPBListView* list) {
-    std::vector<std::string> texts;
+Strings Texts(const LPBListView* list) {
+    Strings texts;
     for (const auto& item : list->Items()) {
         texts.push_back(item.text);
     }
@@ -46,10 +54,76 @@ bool Holds(const LPBListView* list, const std::string& text, int type) {
     });
 }
 
-long Count(const std::vector<std::string>& commands, const std::string& prefix) {
+long Count(const Strings& commands, const std::string& prefix) {
     return std::count_if(commands.begin(), commands.end(),
                          [&](const std::string& c) { return c.starts_with(prefix); });
 }
+
+// What a person sees in a label: the whole text in the label's own font, no markup applied.
+bool ShowsLiterally(const QLabel* label, const QString& text) {
+    const QFontMetrics metrics(label->font());
+    const QSize size = label->sizeHint();
+    return label->text() == text && size.width() >= metrics.horizontalAdvance(text) &&
+           size.height() < 2 * metrics.height();
+}
+
+// A tool tip is taken as rich text when it looks like it: what it shows, as plain text.
+QString ToolTipShown(const QString& tip) {
+    QTextDocument document;
+    Qt::mightBeRichText(tip) ? document.setHtml(tip) : document.setPlainText(tip);
+    return document.toPlainText();
+}
+
+// Runs inspect on the modal box once it is up.
+void WhenBoxShown(std::function<void(QMessageBox*)> inspect) {
+    QTimer::singleShot(10, [inspect] {
+        if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
+            inspect(box);
+        } else {
+            WhenBoxShown(inspect);
+        }
+    });
+}
+
+}  // namespace
+
+// Names, paths and replies come from the server: each widget that shows one shows it as it is.
+TEST(ServerTextTest, MarkupAndMnemonicsFromTheServerAreShownLiterally) {
+    const std::string hostile[] = {"<b>x</b>", "/<font size=40>big", "/home/a&b",
+                                   "<img src=/etc/passwd>"};
+    for (const std::string& text : hostile) {
+        const QString shown = QString::fromStdString(text);
+        PathLabel path(QStringLiteral("hostpath"));
+        path.resize(1000, 30);
+        path.SetFullText(text);
+        EXPECT_TRUE(ShowsLiterally(&path, shown)) << text;
+        EXPECT_EQ(ToolTipShown(path.toolTip()), shown) << text;
+
+        PromptW prompt(nullptr, "Rename a host file", text, "", 1);
+        const QList<QLabel*> captions = prompt.findChildren<QLabel*>();
+        EXPECT_TRUE(std::any_of(captions.begin(), captions.end(), [&](QLabel* label) {
+            return ShowsLiterally(label, shown);
+        })) << text;
+
+        RecordingWindow owner;
+        StatusBar bar(&owner);
+        bar.AddEntryInMenu(text);
+        ASSERT_EQ(bar.HistoryMenu()->actions().size(), 1);
+        EXPECT_EQ(bar.HistoryMenu()->actions().front()->iconText(), shown) << "no mnemonic";
+
+        bool literal = false;
+        WhenBoxShown([&](QMessageBox* box) {
+            for (QLabel* label : box->findChildren<QLabel*>()) {
+                literal = literal || ShowsLiterally(label, shown);
+            }
+            box->buttons().front()->click();
+        });
+        Alert::Go(text);
+        EXPECT_TRUE(literal) << "alert " << text;
+    }
+}
+
+namespace {
 
 class FTPWindowTest : public ::testing::Test {
 protected:
@@ -106,10 +180,10 @@ TEST_F(FTPWindowTest, LogsOnAndFillsBothPanes) {
     QPointer<FTPWindow> window = Open();
     ASSERT_TRUE(window);
     EXPECT_TRUE(window->IsConnected());
-    auto localDirectories = Texts(window->LocalDirectories());
-    ASSERT_GE(localDirectories.size(), 3u);
-    EXPECT_EQ(localDirectories[0], "..");
-    EXPECT_EQ(localDirectories[1], "/");
+    const Strings localDirectories = Texts(window->LocalDirectories());
+    ASSERT_GE(localDirectories.size(), 2u);
+    EXPECT_EQ(Strings(localDirectories.begin(), localDirectories.begin() + 2),
+              (Strings{"..", "/"}));
     EXPECT_TRUE(Holds(window->LocalDirectories(), "photos", EntryStringItem::Directory));
     // A link may lead to either: it is offered on both lists.
     EXPECT_TRUE(Holds(window->LocalDirectories(), "shortcut", EntryStringItem::Link));
@@ -117,81 +191,54 @@ TEST_F(FTPWindowTest, LogsOnAndFillsBothPanes) {
     EXPECT_TRUE(Holds(window->LocalFiles(), "notes.txt", EntryStringItem::File));
     EXPECT_EQ(window->LocalLabel()->FullText().toStdString(),
               " Local: " + fs::canonical(local.Path()).string() + "/");
-
-    auto hostDirectories = Texts(window->HostDirectories());
-    ASSERT_GE(hostDirectories.size(), 3u);
-    EXPECT_EQ(hostDirectories[0], "..");
-    EXPECT_EQ(hostDirectories[1], "docs");
-    EXPECT_EQ(hostDirectories[2], "pub");
-    EXPECT_EQ(window->HostPath(), "/");
-    EXPECT_EQ(window->HostLabel()->FullText().toStdString(), " Host: /");
+    EXPECT_EQ(Texts(window->HostDirectories()), (Strings{"..", "docs", "pub"}));
+    EXPECT_EQ(window->HostLabel()->FullText(), " Host: /");
     EXPECT_EQ(window->Bar()->Text(), "Idle.");
-    auto commands = server.Commands();
-    EXPECT_EQ(Count(commands, "MODE S"), 1);
+    EXPECT_EQ(Count(server.Commands(), "MODE S"), 1);
     EXPECT_TRUE(alerts.Texts().empty());
     Close(window);
 }
 
-TEST_F(FTPWindowTest, UpFromPubGivesRootAndFromRootStaysThere) {
+TEST_F(FTPWindowTest, HostDirectoriesComeFromTheCacheUntilReloaded) {
     FTPWindow::LogOn logOn;
     logOn.startPath = "/pub";
     QPointer<FTPWindow> window = Open(logOn);
     ASSERT_TRUE(window);
     EXPECT_EQ(window->HostPath(), "/pub");
-    EXPECT_TRUE(Holds(window->HostFiles(), "readme.txt", EntryStringItem::File));
     Post(window, ChangeHost(".."));
-    EXPECT_EQ(window->HostPath(), "/");
     Post(window, ChangeHost(".."));
-    EXPECT_EQ(window->HostPath(), "/");
-    EXPECT_EQ(window->HostLabel()->FullText().toStdString(), " Host: /");
-    Close(window);
-}
+    EXPECT_EQ(window->HostPath(), "/") << "up from the root stays there";
+    EXPECT_EQ(window->HostLabel()->FullText(), " Host: /");
 
-TEST_F(FTPWindowTest, DirectoryEnteredAgainComesFromTheCache) {
-    QPointer<FTPWindow> window = Open();
-    ASSERT_TRUE(window);
-    Post(window, ChangeHost("pub"));
-    EXPECT_EQ(window->HostPath(), "/pub");
-    EXPECT_TRUE(Holds(window->HostFiles(), "readme.txt", EntryStringItem::File));
-    Post(window, ChangeHost(".."));
     std::size_t before = server.Commands().size();
     Post(window, ChangeHost("pub"));
     auto after = server.Commands();
-    std::vector<std::string> since(after.begin() + static_cast<long>(before), after.end());
-    EXPECT_EQ(since, (std::vector<std::string>{"CWD pub", "PWD"}));
-    EXPECT_EQ(window->HostPath(), "/pub");
+    EXPECT_EQ(Strings(after.begin() + static_cast<long>(before), after.end()),
+              (Strings{"CWD pub", "PWD"}))
+        << "no new listing";
     EXPECT_TRUE(Holds(window->HostFiles(), "readme.txt", EntryStringItem::File));
-    EXPECT_EQ(window->HostLabel()->FullText().toStdString(), " Host: /pub/");
-    // One history item per directory visited, each leading back to it.
-    QList<QAction*> history = window->Bar()->HistoryMenu()->actions();
-    ASSERT_EQ(history.size(), 2);
-    EXPECT_EQ(history[0]->text(), "/");
-    EXPECT_EQ(history[1]->text(), "/pub");
-    // The Full Listing shows the cached lines too.
+    EXPECT_EQ(window->HostLabel()->FullText(), " Host: /pub/");
     auto lines = window->FullListing()->Lines();
     EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const EntryStringItem& line) {
         return line.text.find("readme.txt") != std::string::npos;
-    }));
-    Close(window);
-}
+    })) << "the Full Listing shows the cached lines too";
+    // One history item per directory visited.
+    QList<QAction*> history = window->Bar()->HistoryMenu()->actions();
+    ASSERT_EQ(history.size(), 2);
+    EXPECT_EQ(history[0]->text(), "/pub");
+    EXPECT_EQ(history[1]->text(), "/");
 
-TEST_F(FTPWindowTest, ReloadListsAgainAndReplacesTheCacheEntry) {
-    QPointer<FTPWindow> window = Open();
-    ASSERT_TRUE(window);
-    Post(window, ChangeHost("pub"));
+    // A reload lists again and replaces the entry; a second one while it runs is dropped.
     TempDir::WriteFile(server.Pub() / "fresh.bin", "new");
-    EXPECT_FALSE(Holds(window->HostFiles(), "fresh.bin", EntryStringItem::File));
-    long lists = Count(server.Commands(), "LIST");
-    // A second reload while the first runs is dropped.
+    const long lists = Count(server.Commands(), "LIST");
     window->PostMessage(Message(FTPWindow::kReloadHost));
     window->PostMessage(Message(FTPWindow::kReloadHost));
     Settle(30ms);
     ASSERT_TRUE(WaitUntil([&] { return !window->IsBusy(); }, 10s));
-    EXPECT_EQ(Count(server.Commands(), "LIST"), lists + 1);
     EXPECT_TRUE(Holds(window->HostFiles(), "fresh.bin", EntryStringItem::File));
     Post(window, ChangeHost(".."));
     Post(window, ChangeHost("pub"));
-    EXPECT_EQ(Count(server.Commands(), "LIST"), lists + 1);  // served from the new entry
+    EXPECT_EQ(Count(server.Commands(), "LIST"), lists + 1);
     EXPECT_TRUE(Holds(window->HostFiles(), "fresh.bin", EntryStringItem::File));
     Close(window);
 }
@@ -204,7 +251,7 @@ TEST_F(FTPWindowTest, QuickLogoutClosesWithoutAskingAndLogoutAsks) {
     Settle(100ms);
     ASSERT_TRUE(window);
     EXPECT_TRUE(window->isVisible());
-    EXPECT_EQ(alerts.Texts(), std::vector<std::string>{"Are you sure you want to LOGOUT ?"});
+    EXPECT_EQ(alerts.Texts(), Strings{"Are you sure you want to LOGOUT ?"});
     alerts.Answer(0);  // "Yes"
     window->PostMessage(Message(kQuitRequested));
     ASSERT_TRUE(WaitUntil([&] { return window.isNull(); }, 10s));
@@ -229,11 +276,11 @@ TEST_F(FTPWindowTest, LocalOpenAndTypeAhead) {
     LPBListView* files = window->LocalFiles();
     files->setFocus();
     QTest::keyClick(files, Qt::Key_A);
-    EXPECT_EQ(files->SelectedTexts(), std::vector<std::string>{"alpha.txt"});
+    EXPECT_EQ(files->SelectedTexts(), Strings{"alpha.txt"});
     QTest::keyClick(files, Qt::Key_A);
-    EXPECT_EQ(files->SelectedTexts(), std::vector<std::string>{"Apple.txt"});
+    EXPECT_EQ(files->SelectedTexts(), Strings{"Apple.txt"});
     QTest::keyClick(files, Qt::Key_B);
-    EXPECT_EQ(files->SelectedTexts(), std::vector<std::string>{"beta.txt"});
+    EXPECT_EQ(files->SelectedTexts(), Strings{"beta.txt"});
 
     window->PostMessage(Message(FTPWindow::kChangeLocal).AddString("prompt", "photos"));
     ASSERT_TRUE(WaitUntil([&] { return window->LocalDirectory().ends_with("/photos/"); }));
@@ -256,7 +303,7 @@ TEST_F(FTPWindowTest, FailedLogOnAlertsAndCloses) {
     logOn.port = std::to_string(refused);
     window->Init(logOn);
     EXPECT_TRUE(WaitUntil([&] { return watched.isNull(); }, 10s));
-    EXPECT_EQ(alerts.Texts(), std::vector<std::string>{"Impossible connection\nHost unreachable."});
+    EXPECT_EQ(alerts.Texts(), Strings{"Impossible connection\nHost unreachable."});
 }
 
 TEST_F(FTPWindowTest, SecondConnectionLogsOnInBinaryMode) {
