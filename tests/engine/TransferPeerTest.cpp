@@ -126,7 +126,13 @@ TEST_F(TransferPeerTest, PortSkipsATakenPortAndRetriesTenPortsOnAfter425) {
     EXPECT_EQ(ftp->GETBINARY("f.txt", Local().c_str(), nullptr, 0, false), 0);
     EXPECT_EQ(TempDir::Read(folder / "f.txt"), "payload");
     Sent();
-    EXPECT_EQ(peer.AnnouncedPorts(), (std::vector<int>{taken + 1, taken + 11}));
+    // Other tests may hold the ports just above too: those are skipped the same way.
+    std::vector<int> ports = peer.AnnouncedPorts();
+    ASSERT_EQ(ports.size(), 2u);
+    EXPECT_GT(ports[0], taken);
+    EXPECT_LT(ports[0], taken + 10);
+    EXPECT_GE(ports[1], ports[0] + 10);
+    EXPECT_LT(ports[1], ports[0] + 20);
     close(held);
 }
 
