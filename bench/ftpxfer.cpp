@@ -95,27 +95,25 @@ std::string LocalFileOf(const std::string& local, const std::string& name) {
 }
 
 // One line per entry in listing order: type, size, name. The mini-base holds every entry in
-// that order; the files and directories lists hold them in the same order, links in both.
+// that order and the directories list holds the folders and links in the same order: every other
+// entry is a file, so no list of files is built.
 int List(FTPcommand& ftp, int mode) {
-    FTPcommand::Items files;
     FTPcommand::Items directories;
-    int result = ftp.LISTING(nullptr, &files, &directories, nullptr, mode, nullptr, nullptr);
+    int result = ftp.LISTING(nullptr, nullptr, &directories, nullptr, mode, nullptr, nullptr);
     if (result != 0) {
         return result;
     }
     const MiniBase& entries = ftp.GetMiniBase();
+    // Written out a block at a time: one string for the whole listing would cost pages.
+    constexpr std::size_t kBlock = 64 * 1024;
     std::string out;
-    out.reserve(entries.Names().size() * 32);
-    std::size_t file = 0;
+    out.reserve(kBlock + 512);
     std::size_t directory = 0;
     for (std::size_t i = 0; i < entries.Names().size(); ++i) {
         const std::string& name = entries.Names()[i];
         int type = EntryStringItem::File;
         if (directory < directories.size() && directories[directory].text == name) {
             type = directories[directory++].type;
-            file += type == EntryStringItem::Link ? 1 : 0;
-        } else {
-            ++file;
         }
         out += std::to_string(type);
         out += ' ';
@@ -123,6 +121,10 @@ int List(FTPcommand& ftp, int mode) {
         out += ' ';
         out += name;
         out += '\n';
+        if (out.size() >= kBlock) {
+            std::fwrite(out.data(), 1, out.size(), stdout);
+            out.clear();
+        }
     }
     std::fwrite(out.data(), 1, out.size(), stdout);
     return 0;

@@ -9,6 +9,7 @@
 #include "AlertHook.h"
 #include "AsciiConversion.h"
 #include "BarMonitor.h"
+#include "GrowFast.h"
 #include "Interrupter.h"
 #include "ListingMonitor.h"
 #include "ListingParser.h"
@@ -742,10 +743,10 @@ void FTPcommand::AddListed(ListingParser::Entry entry, std::string_view line, It
     Items* list = entry.kind == Kind::File ? files : directories;
     Items* second = entry.kind == Kind::Link ? files : nullptr;
     if (second != nullptr) {
-        second->push_back({entry.name, type, {}, 0});
+        GrowFast(*second, EntryStringItem{entry.name, type, {}, 0});
     }
     if (list != nullptr) {
-        list->push_back({std::move(entry.name), type, {}, 0});
+        GrowFast(*list, EntryStringItem{std::move(entry.name), type, {}, 0});
     }
 }
 

@@ -1,16 +1,18 @@
 #include "MiniBase.h"
 
+#include "GrowFast.h"
+
 void MiniBase::Erase() {
     Assign({}, {});
 }
 
 void MiniBase::AddName(const std::string& name) {
-    names_.push_back(name);
+    GrowFast(names_, name);
     indexed_ = false;
 }
 
 void MiniBase::AddSize(long long size) {
-    sizes_.push_back(size);
+    GrowFast(sizes_, size);
 }
 
 void MiniBase::Assign(std::vector<std::string> names, std::vector<long long> sizes) {
