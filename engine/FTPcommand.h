@@ -14,6 +14,7 @@
 #include "EntryStringItem.h"
 #include "ListingParser.h"
 #include "MiniBase.h"
+#include "TransferInfo.h"
 
 class BarMonitor;
 class Interrupter;
@@ -31,10 +32,10 @@ class ViewFolder;
 // Results: 0 success; 1 missing or refused argument, no connection, no reply, a cut data
 // connection, a local file error or a stop; 2 and 3 the reply carried the command's first or
 // second failure code (3 also for a failed send); 4 any other failure reply.
-class FTPcommand {
+class FTPcommand : public TransferInfo {
 public:
     FTPcommand();
-    ~FTPcommand();
+    ~FTPcommand() override;
     FTPcommand(const FTPcommand&) = delete;
     FTPcommand& operator=(const FTPcommand&) = delete;
 
@@ -60,7 +61,7 @@ public:
     int BINARY();
     int MODESTREAM();
     std::optional<std::string> PWD();
-    int STOP();
+    int STOP() override;
     void RAZinfo();
 
     // Data connections. A transfer's `mode` is 0 for active (PORT: the server connects to us) or
@@ -113,13 +114,13 @@ public:
     static constexpr std::size_t kMaxListingEntries = 1000000;
     void SetListingLimit(std::size_t entries) { listingLimit_ = entries; }
 
-    std::string HostText() const;
-    std::string OperationText() const;
-    std::string FileText() const;
+    std::string HostText() const override;
+    std::string OperationText() const override;
+    std::string FileText() const override;
     // The last reply the server sent, all its lines, for messages that quote the server.
     std::string LastReplyText() const { return control_.LastReplyText(); }
-    long long TransferTotal() const { return transferTotal_; }
-    long long TransferDone() const { return transferDone_; }
+    long long TransferTotal() const override { return transferTotal_; }
+    long long TransferDone() const override { return transferDone_; }
     // False while an active-mode transfer waits for the server to connect.
     bool AcceptIdle() const { return acceptIdle_; }
     bool IsStopped() const { return stop_ != 0; }

@@ -16,14 +16,21 @@
 #include "MessageCodes.h"
 #include "QuickLaunch.h"
 #include "TalismanWindow.h"
+#include "XFerWin.h"
 
 namespace {
 constexpr std::chrono::seconds kQuitGrace(10);
-}
+// Where the transfer list first appears, the first time a transfer needs it: wide enough for
+// its seven columns to be read (the old 600 by 100 could not show a file name and its size).
+const QRect kTransferListFrame(40, 40, 760, 140);
+}  // namespace
 
 TalismanApplication::TalismanApplication(const std::string& settingsPath)
-    : MessageHandler(this), main_(new TalismanWindow(this, settingsPath)) {
+    : MessageHandler(this),
+      transferList_(std::make_unique<XFerWin>(kTransferListFrame, "Transfer status")),
+      main_(new TalismanWindow(this, settingsPath)) {
     main_->setAttribute(Qt::WA_DeleteOnClose);
+    main_->SetTransferList(transferList_.get());
 }
 
 TalismanApplication::~TalismanApplication() {

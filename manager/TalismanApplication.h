@@ -11,6 +11,7 @@
 
 class FTPWindow;
 class TalismanWindow;
+class XFerWin;
 
 // The program: its main window, the list of open session windows, and the launch requests
 // (Quick-Launch files given on the command line). Quits when the main window closes; brings the
@@ -34,6 +35,8 @@ public:
     void MessageReceived(const Message& message) override;
 
     TalismanWindow* MainWindow() const { return main_.data(); }
+    // The transfer list of every session's second connections.
+    XFerWin* TransferList() const { return transferList_.get(); }
     const std::vector<FTPWindow*>& Sessions() const { return sessions_; }
     bool IsQuitting() const { return quitting_; }
 
@@ -44,6 +47,7 @@ private:
     void OpenQuickLaunchFiles(const std::vector<std::string>& paths);
     void ShowAbout();
 
+    std::unique_ptr<XFerWin> transferList_;
     QPointer<TalismanWindow> main_;
     std::vector<FTPWindow*> sessions_;
     // Every session window made, until it is deleted: the program ends only once they are gone.

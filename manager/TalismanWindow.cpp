@@ -541,6 +541,7 @@ FTPWindow* TalismanWindow::StartingFTP() {
         QRect(60, 60, 460, 525), SessionStart::Title(target.host, form.user), target.host,
         form.user, form.password, fontFamily_.value_or(""), fontStyle_.value_or(""),
         form_.fontSize->text().toInt(), sessionCounter_, passive_, application_);
+    window->SetTransferList(transferList_);
     window->show();
     if (application_ != nullptr) {
         application_->PostMessage(Message(FourCC("AddW")).AddPointer("this", window));

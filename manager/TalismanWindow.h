@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QMainWindow>
+#include <QPointer>
 
 #include <cstdint>
 #include <memory>
@@ -12,6 +13,7 @@
 #include "MessageHandler.h"
 #include "SessionStart.h"
 #include "TalismanLayout.h"
+#include "XFerWin.h"
 
 class FTPWindow;
 
@@ -69,6 +71,8 @@ public:
     // Starts a session from the form; the new window, or null after an alert that says what in
     // the form keeps it from starting.
     FTPWindow* StartingFTP();
+    // Where the sessions register their second connections.
+    void SetTransferList(XFerWin* list) { transferList_ = list; }
 
 protected:
     void closeEvent(class QCloseEvent* event) override;
@@ -103,6 +107,7 @@ private:
     void Save();
 
     MessageHandler* application_;
+    QPointer<XFerWin> transferList_;
     std::unique_ptr<ConfigManager> settings_;
     TalismanLayout::Widgets form_;
     std::string currentFormName_;

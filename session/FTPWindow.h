@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QMainWindow>
+#include <QPointer>
 
 #include <atomic>
 #include <cstdint>
@@ -16,6 +17,7 @@
 #include "MiniBase.h"
 #include "SessionLayout.h"
 #include "ThreadSet.h"
+#include "XFerWin.h"
 
 class DirWindow;
 class FTPcommand;
@@ -111,6 +113,9 @@ public:
 
     // Logs on and fills both panes, on a worker thread. May be called from any thread.
     void Init(LogOn logOn);
+    // The application's transfer list, where second connections show while they run.
+    void SetTransferList(XFerWin* list) { transferList_ = list; }
+    XFerWin* TransferList() const { return transferList_; }
     void MessageReceived(const Message& message) override;
     // Asks "Are you sure you want to LOGOUT ?" unless the quick-quit flag is set; on yes tells
     // the application the session ends.
@@ -186,6 +191,7 @@ private:
     void Teardown();
 
     MessageHandler* application_;
+    QPointer<XFerWin> transferList_;
     std::string host_;
     std::string login_;
     std::string password_;

@@ -26,6 +26,7 @@
 #include "TalismanApplication.h"
 #include "TalismanWindow.h"
 #include "TempDir.h"
+#include "XFerWin.h"
 
 namespace {
 
@@ -241,6 +242,10 @@ TEST_F(TalismanWindowTest, SavedFormStartsASessionAfterARestart) {
     ASSERT_TRUE(WaitUntil([&] { return !session->IsLoggingOn() && !session->IsBusy(); }, 10s));
     EXPECT_TRUE(session->IsConnected());
     EXPECT_EQ(session->HostPath(), "/pub");
+    // The application's one transfer list, waiting hidden for the session's second connections.
+    ASSERT_NE(tarvik.TransferList(), nullptr);
+    EXPECT_EQ(session->TransferList(), tarvik.TransferList());
+    EXPECT_TRUE(tarvik.TransferList()->isHidden());
     EXPECT_FALSE(session->HostFiles()->Items().empty());
     window->hide();  // as a user who put the main window away
     session->PostMessage(Message(FTPWindow::kQuickLogout));
