@@ -132,15 +132,26 @@ int FTPWindow::LogOnThroughFirewall(FTPcommand& command, const LogOn& logOn, boo
         return 1;
     }
     // Each line gets its reply read, so that the log-on after them reads its own.
+    auto say = [&](const std::string& line) {
+        int result = command.Quote(line.c_str());
+        if (result != 0 && session) {
+            quickQuit_ = true;  // as when the firewall cannot be reached
+        }
+        if (result != 0 && !closing_) {
+            Alert::Go(result == 1 ? std::string("The firewall did not answer.")
+                                  : "The firewall refused the log-on:\n" + command.LastReplyText());
+        }
+        return result;
+    };
     for (const std::string* line : {&logOn.firewallUser, &logOn.firewallPassword}) {
-        if (int result = command.Quote(line->c_str()); result != 0) {
+        if (int result = say(*line); result != 0) {
             return result;
         }
     }
     if (session) {
         LogLine("Firewall command...");
     }
-    if (int result = command.Quote(logOn.firewallCommand.c_str()); result != 0) {
+    if (int result = say(logOn.firewallCommand); result != 0) {
         return result;
     }
     if (session) {

@@ -414,4 +414,25 @@ TEST_F(FTPWindowPeerTest, FirewallLogOnSendsUserPasswordAndCommandInThatOrder) {
     EXPECT_TRUE(WaitUntil([&] { return window.isNull(); }, 10s));
 }
 
+TEST_F(FTPWindowPeerTest, AFirewallThatRefusesALineIsReportedInItsOwnWords) {
+    peer.Reply("220 firewall")
+        .Expect("fwuser")
+        .Reply("331 firewall password please")
+        .Expect("fwpass")
+        .Reply("530 Bad firewall password.")
+        .Silence();
+    FTPWindow::LogOn logOn;
+    logOn.firewall = true;
+    logOn.firewallHost = "127.0.0.1";
+    logOn.firewallPort = std::to_string(peer.Port());
+    logOn.firewallUser = "fwuser";
+    logOn.firewallPassword = "fwpass";
+    logOn.firewallCommand = "USER bob@ftp.example:21";
+    QPointer<FTPWindow> window = Start(logOn);
+    ASSERT_TRUE(WaitUntil([&] { return window.isNull(); }, 10s));
+    EXPECT_EQ(alerts.Texts(), std::vector<std::string>{
+                                  "The firewall refused the log-on:\n530 Bad firewall password."});
+    EXPECT_EQ(peer.Received(), "fwuser\r\nfwpass\r\n");  // nothing meant for the host
+}
+
 }  // namespace
