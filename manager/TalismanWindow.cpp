@@ -1,5 +1,7 @@
 #include "TalismanWindow.h"
 
+#include <unordered_map>
+
 #include <QActionGroup>
 #include <QCheckBox>
 #include <QCloseEvent>
@@ -71,104 +73,81 @@ TalismanWindow::~TalismanWindow() {
     std::fflush(stdout);
 }
 
+// One row per command: the code and what it does.
+const std::unordered_map<std::uint32_t, TalismanWindow::Handler>& TalismanWindow::Handlers() {
+    using W = TalismanWindow;
+    using M = const Message&;
+    static const std::unordered_map<std::uint32_t, Handler> table = {
+        {kConnect, [](W& w, M) { w.StartingFTP(); }},
+        {kConnectSelected,
+         [](W& w, M) {
+             if (w.WhichIsSelected()) {
+                 w.PostMessage(Message(kConnect));
+             }
+         }},
+        {kEmptyHost, [](W& w, M) { w.form_.host->clear(); }},
+        {kEmptyUser, [](W& w, M) { w.form_.login->clear(); }},
+        {kEmptyPassword, [](W& w, M) { w.form_.password->clear(); }},
+        {kReload, [](W& w, M) { w.Reload(); }},
+        {kForward7, [](W& w, M) { w.ToApplication(7); }},
+        {kAskSaveAs,
+         [](W& w, M) {
+             w.Prompt("Save current form as", "Entry name :", "My connection label", kSaveAs);
+         }},
+        {kSaveAs, [](W& w, M m) { w.SaveAs(PromptOf(m)); }},
+        {kErase, [](W& w, M) { w.ClearFields(); }},
+        {kAnonymous, [](W& w, M) { w.ToApplication(5); }},
+        {kAskRename,
+         [](W& w, M) {
+             if (auto selected = w.WhichIsSelected(); selected && !selected->empty()) {
+                 w.Prompt("Rename this form", "New name :", *selected, kRename, *selected);
+             }
+         }},
+        {kRename, [](W& w, M m) { w.Rename(m.FindString("opt").value_or(""), PromptOf(m)); }},
+        {kLoadSelected, [](W& w, M) { w.LoadSelected(); }},
+        {kLoadFirst,
+         [](W& w, M) {
+             if (w.form_.forms->count() > 0) {
+                 w.LoadInit(w.form_.forms->item(0)->text().toStdString());
+             }
+         }},
+        {kSaveInPlace, [](W& w, M) { w.SaveInPlace(); }},
+        {kDelete, [](W& w, M) { w.Delete(); }},
+        {kAskMirror,
+         [](W& w, M) {
+             w.Prompt("Add a new mirror", "Mirror host:", "ftp.mirror.example.org", kAddMirror);
+         }},
+        {kAddMirror, [](W& w, M m) { w.AddMirror(PromptOf(m)); }},
+        {kDeleteMirror, [](W& w, M) { w.DeleteMirror(); }},
+        {kTogglePassive, [](W& w, M) { w.passive_ = w.form_.passive->isChecked() ? 1 : 0; }},
+        {kMainServer, [](W& w, M) { w.MainServer(); }},
+        {kChooseMirror, [](W& w, M m) { w.ChooseMirror(m.FindString("namemirror").value_or("")); }},
+        {kFirewallChecked, [](W& w, M) { w.GUICheck(); }},
+        {kFontChosen,
+         [](W& w, M) {
+             w.fontChanged_ = true;
+             w.FontSelected(true);
+             w.GenerateGlobal();
+         }},
+        {kSaveQuickLaunch, [](W& w, M) { w.SaveQuickLaunch(); }},
+        {kQuitRequested, [](W& w, M) { w.close(); }},
+    };
+    return table;
+}
+
 void TalismanWindow::MessageReceived(const Message& message) {
-    std::string prompt = message.FindString("prompt").value_or("");
-    switch (message.what) {
-        case kConnect:
-            StartingFTP();
-            break;
-        case kConnectSelected:
-            if (WhichIsSelected()) {
-                PostMessage(Message(kConnect));
-            }
-            break;
-        case kEmptyHost:
-            form_.host->clear();
-            break;
-        case kEmptyUser:
-            form_.login->clear();
-            break;
-        case kEmptyPassword:
-            form_.password->clear();
-            break;
-        case kReload:
-            Reload();
-            break;
-        case kForward7:
-            if (application_ != nullptr) {
-                application_->PostMessage(Message(7));
-            }
-            break;
-        case kAskSaveAs:
-            Prompt("Save current form as", "Entry name :", "My connection label", kSaveAs);
-            break;
-        case kSaveAs:
-            SaveAs(prompt);
-            break;
-        case kErase:
-            ClearFields();
-            break;
-        case kAnonymous:
-            if (application_ != nullptr) {
-                application_->PostMessage(Message(5));
-            }
-            break;
-        case kAskRename:
-            if (auto selected = WhichIsSelected(); selected && !selected->empty()) {
-                Prompt("Rename this form", "New name :", *selected, kRename, *selected);
-            }
-            break;
-        case kRename:
-            Rename(message.FindString("opt").value_or(""), prompt);
-            break;
-        case kLoadSelected:
-            LoadSelected();
-            break;
-        case kLoadFirst:
-            if (form_.forms->count() > 0) {
-                LoadInit(form_.forms->item(0)->text().toStdString());
-            }
-            break;
-        case kSaveInPlace:
-            SaveInPlace();
-            break;
-        case kDelete:
-            Delete();
-            break;
-        case kAskMirror:
-            Prompt("Add a new mirror", "Mirror host:", "ftp.mirror.example.org", kAddMirror);
-            break;
-        case kAddMirror:
-            AddMirror(prompt);
-            break;
-        case kDeleteMirror:
-            DeleteMirror();
-            break;
-        case kTogglePassive:
-            passive_ = form_.passive->isChecked() ? 1 : 0;
-            break;
-        case kMainServer:
-            MainServer();
-            break;
-        case kChooseMirror:
-            ChooseMirror(message.FindString("namemirror").value_or(""));
-            break;
-        case kFirewallChecked:
-            GUICheck();
-            break;
-        case kFontChosen:
-            fontChanged_ = true;
-            FontSelected(true);
-            GenerateGlobal();
-            break;
-        case kSaveQuickLaunch:
-            SaveQuickLaunch();
-            break;
-        case kQuitRequested:
-            close();
-            break;
-        default:
-            break;
+    if (auto found = Handlers().find(message.what); found != Handlers().end()) {
+        found->second(*this, message);
+    }
+}
+
+std::string TalismanWindow::PromptOf(const Message& message) {
+    return message.FindString("prompt").value_or("");
+}
+
+void TalismanWindow::ToApplication(std::uint32_t code) {
+    if (application_ != nullptr) {
+        application_->PostMessage(Message(code));
     }
 }
 

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "ConfigManager.h"
@@ -78,6 +79,10 @@ protected:
     void closeEvent(class QCloseEvent* event) override;
 
 private:
+    using Handler = void (*)(TalismanWindow&, const Message&);
+    static const std::unordered_map<std::uint32_t, Handler>& Handlers();
+    static std::string PromptOf(const Message& message);
+    void ToApplication(std::uint32_t code);
     void Reload();
     void LoadSelected();
     void LoadInit(const std::optional<std::string>& name);

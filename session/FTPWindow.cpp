@@ -11,6 +11,7 @@
 #include <QUrl>
 
 #include <filesystem>
+#include <unordered_map>
 
 #include "Alert.h"
 #include "CrossThread.h"
@@ -101,138 +102,195 @@ void FTPWindow::ApplyFont(const std::string& family, const std::string& style, i
 
 // ---- Dispatch ----
 
+// One row per command: the code and what it does. Host operations run on a worker of their own
+// and are dropped while another one runs; the stop passes always.
+const std::unordered_map<std::uint32_t, FTPWindow::Handler>& FTPWindow::Handlers() {
+    using W = FTPWindow;
+    using M = const Message&;
+    static const std::unordered_map<std::uint32_t, Handler> table = {
+        {kSendSelected, [](W& w, M) { w.StartSend(); }},
+        {kGetSelected, [](W& w, M) { w.StartGet(); }},
+        {kSendAll,
+         [](W& w, M) {
+             if (!w.busy_) {
+                 w.ui_.localFiles->SelectAll();
+                 w.StartSend();
+             }
+         }},
+        {kGetAll,
+         [](W& w, M) {
+             if (!w.busy_) {
+                 w.ui_.hostFiles->SelectAll();
+                 w.StartGet();
+             }
+         }},
+        {kGetNamed,
+         [](W& w, M m) {
+             w.hostArgument_ = PromptOf(m);
+             w.PostMessage(Message(kGetSelected));
+         }},
+        {kGetTree, [](W& w, M) { w.StartTree(true); }},
+        {kSendTree, [](W& w, M) { w.StartTree(false); }},
+        {kQuickLogout,
+         [](W& w, M) {
+             w.quickQuit_ = true;
+             w.PostMessage(Message(kQuitRequested));
+         }},
+        {kQuitRequested, [](W& w, M) { w.close(); }},
+        {kReloadLocal,
+         [](W& w, M) {
+             w.SpawnLocal("ThreadREFRESHClient", [&w] { w.UpdateClient(std::nullopt); });
+         }},
+        {kOpenLocal, [](W& w, M) { w.OpenLocal(); }},
+        {kOpenHost, [](W& w, M) { w.OpenHost(); }},
+        {kAskLocalMkdir,
+         [](W& w, M) {
+             w.Prompt("Create a new local directory...", "Directory :", "foo", kMakeLocalFolder);
+         }},
+        {kAskHostMkdir,
+         [](W& w, M) {
+             w.Prompt("Create a new host directory...", "Directory :", "foo", kMakeHostFolder);
+         }},
+        {kToggleAscii, [](W& w, M) { w.ToggleAscii(); }},
+        // Never busy-guarded: it interrupts the running host operation at once.
+        {kStop, [](W& w, M) { w.ftp_->STOP(); }},
+        {kToggleFullListing, [](W& w, M) { w.ToggleFullListing(); }},
+        {kSelectListingLines,
+         [](W& w, M m) {
+             if (auto row = m.FindInt32("num");
+                 row && *row >= 0 && *row < w.ui_.hostFiles->Model()->rowCount()) {
+                 w.fullListing_->SelectContaining(w.ui_.hostFiles->Model()->At(*row).text);
+             }
+         }},
+        {kChangeLocal, [](W& w, M m) { w.ChangeLocal(PromptOf(m)); }},
+        {kChangeLocalToo, [](W& w, M m) { w.ChangeLocal(PromptOf(m)); }},
+        {kChangeHost,
+         [](W& w, M m) {
+             w.SpawnHost("ThreadCDDISTANT", [&w, target = PromptOf(m)] {
+                 w.CDDISTANT(target);
+                 w.RemoteEnd();
+             });
+         }},
+        {kOpenFileManager, [](W& w, M) { w.OpenFileManager(); }},
+        {kToggleLog, [](W& w, M) { w.ToggleLog(); }},
+        {kReloadHost,
+         [](W& w, M) {
+             w.SpawnHost("ThreadREFRESHServeur", [&w] {
+                 w.UpdateServeur(std::nullopt);
+                 w.RemoteEnd();
+             });
+         }},
+        {kSelectAllLocal, [](W& w, M) { w.ui_.localFiles->SelectAll(); }},
+        {kSelectAllHost, [](W& w, M) { w.ui_.hostFiles->SelectAll(); }},
+        {kClearLocal, [](W& w, M) { w.ui_.localFiles->UnSelectAll(); }},
+        {kClearHost, [](W& w, M) { w.ui_.hostFiles->UnSelectAll(); }},
+        {kMinimize, [](W& w, M) { w.showMinimized(); }},
+        {kToggleSpawn, [](W& w, M) { w.ui_.spawnItem->setChecked(!w.ui_.spawnItem->isChecked()); }},
+        {kRenameLocalFolders, [](W& w, M) { w.PromptRenames(w.ui_.localDirectories, true, true); }},
+        {kRenameHostFolders, [](W& w, M) { w.PromptRenames(w.ui_.hostDirectories, true, false); }},
+        {kRenameLocalFiles, [](W& w, M) { w.PromptRenames(w.ui_.localFiles, false, true); }},
+        {kRenameHostFiles, [](W& w, M) { w.PromptRenames(w.ui_.hostFiles, false, false); }},
+        {kLocalSelection, [](W& w, M) { w.ShowLocalSelection(); }},
+        {kHostSelection, [](W& w, M) { w.ShowHostSelection(); }},
+    };
+    return table;
+}
+
 void FTPWindow::MessageReceived(const Message& message) {
-    std::string prompt = message.FindString("prompt").value_or("");
-    switch (message.what) {
-        case kQuickLogout:
-            quickQuit_ = true;
-            PostMessage(Message(kQuitRequested));
-            break;
-        case kQuitRequested:
-            close();
-            break;
-        case kReloadLocal:
-            SpawnLocal("ThreadREFRESHClient", [this] { UpdateClient(std::nullopt); });
-            break;
-        case kOpenLocal:
-            if (auto selected = ui_.localDirectories->FirstSelected();
-                selected && !selected->empty()) {
-                SpawnLocal("ThreadCDLOCAL", [this, target = *selected] { CDLOCAL(target); });
-            } else {
-                Prompt("Change local directory...", "Directory :", "localdir", kChangeLocal);
-            }
-            break;
-        case kOpenHost:
-            if (auto selected = ui_.hostDirectories->FirstSelected();
-                selected && !selected->empty()) {
-                SpawnHost("ThreadCDDISTANT", [this, target = *selected] {
-                    CDDISTANT(target);
-                    RemoteEnd();
-                });
-            } else {
-                Prompt("Change host directory...", "Directory :", "hostdir", kChangeHost);
-            }
-            break;
-        case kAskLocalMkdir:
-            Prompt("Create a new local directory...", "Directory :", "foo", kMakeLocalFolder);
-            break;
-        case kAskHostMkdir:
-            Prompt("Create a new host directory...", "Directory :", "foo", kMakeHostFolder);
-            break;
-        case kToggleAscii:
-            binary_ = !binary_;
-            {
-                QSignalBlocker quiet(ui_.ascii);
-                ui_.ascii->setChecked(!binary_);
-            }
-            break;
-        case kStop:
-            // Never busy-guarded: it interrupts the running host operation at once.
-            ftp_->STOP();
-            break;
-        case kToggleFullListing:
-            ToggleFullListing();
-            break;
-        case kSelectListingLines:
-            if (auto row = message.FindInt32("num");
-                row && *row >= 0 && *row < ui_.hostFiles->Model()->rowCount()) {
-                fullListing_->SelectContaining(ui_.hostFiles->Model()->At(*row).text);
-            }
-            break;
-        case kChangeLocal:
-        case kChangeLocalToo:
-            SpawnLocal("ThreadCDLOCAL", [this, prompt] { CDLOCAL(prompt); });
-            break;
-        case kChangeHost:
-            SpawnHost("ThreadCDDISTANT", [this, prompt] {
-                CDDISTANT(prompt);
-                RemoteEnd();
-            });
-            break;
-        case kOpenFileManager:
-            OpenFileManager();
-            break;
-        case kToggleLog:
-            ToggleLog();
-            break;
-        case kReloadHost:
-            SpawnHost("ThreadREFRESHServeur", [this] {
-                UpdateServeur(std::nullopt);
-                RemoteEnd();
-            });
-            break;
-        case kSelectAllLocal:
-            ui_.localFiles->SelectAll();
-            break;
-        case kSelectAllHost:
-            ui_.hostFiles->SelectAll();
-            break;
-        case kClearLocal:
-            ui_.localFiles->UnSelectAll();
-            break;
-        case kClearHost:
-            ui_.hostFiles->UnSelectAll();
-            break;
-        case kMinimize:
-            showMinimized();
-            break;
-        case kToggleSpawn:
-            ui_.spawnItem->setChecked(!ui_.spawnItem->isChecked());
-            break;
-        case kRenameLocalFolders:
-            PromptRenames(ui_.localDirectories, true, true);
-            break;
-        case kRenameHostFolders:
-            PromptRenames(ui_.hostDirectories, true, false);
-            break;
-        case kRenameLocalFiles:
-            PromptRenames(ui_.localFiles, false, true);
-            break;
-        case kRenameHostFiles:
-            PromptRenames(ui_.hostFiles, false, false);
-            break;
-        case kLocalSelection:
-            ShowLocalSelection();
-            break;
-        case kHostSelection:
-            ShowHostSelection();
-            break;
-        default:
-            NotYetAvailable(message);
-            break;
+    if (auto found = Handlers().find(message.what); found != Handlers().end()) {
+        found->second(*this, message);
+    } else {
+        NotYetAvailable(message);
     }
 }
 
+std::string FTPWindow::PromptOf(const Message& message) {
+    return message.FindString("prompt").value_or("");
+}
+
+void FTPWindow::OpenLocal() {
+    if (auto selected = ui_.localDirectories->FirstSelected(); selected && !selected->empty()) {
+        ChangeLocal(*selected);
+    } else {
+        Prompt("Change local directory...", "Directory :", "localdir", kChangeLocal);
+    }
+}
+
+void FTPWindow::OpenHost() {
+    if (auto selected = ui_.hostDirectories->FirstSelected(); selected && !selected->empty()) {
+        SpawnHost("ThreadCDDISTANT", [this, target = *selected] {
+            CDDISTANT(target);
+            RemoteEnd();
+        });
+    } else {
+        Prompt("Change host directory...", "Directory :", "hostdir", kChangeHost);
+    }
+}
+
+void FTPWindow::ChangeLocal(const std::string& directory) {
+    SpawnLocal("ThreadCDLOCAL", [this, directory] { CDLOCAL(directory); });
+}
+
+void FTPWindow::ToggleAscii() {
+    binary_ = !binary_;
+    QSignalBlocker quiet(ui_.ascii);
+    ui_.ascii->setChecked(!binary_);
+}
+
+// The selection is read here, on the window's thread, and handed to the worker.
+void FTPWindow::StartGet() {
+    std::vector<std::string> names = ui_.hostFiles->SelectedTexts();
+    if (hostArgument_) {
+        names.push_back(*hostArgument_);
+    }
+    bool spawn = ui_.spawnItem->isChecked();
+    XFerWin* list = transferList_.data();
+    if (SpawnHost("ThreadIN", [this, names, spawn, list] {
+            if (IN(names, spawn, list) != Ran::Detached) {
+                RemoteEnd();
+            }
+            PostMessage(Message(kReloadLocal));
+        })) {
+        hostArgument_.reset();
+    }
+}
+
+void FTPWindow::StartSend() {
+    std::vector<std::string> names = ui_.localFiles->SelectedTexts();
+    bool spawn = ui_.spawnItem->isChecked();
+    XFerWin* list = transferList_.data();
+    SpawnHost("ThreadOUT", [this, names, spawn, list] {
+        Ran ran = OUT(names, spawn, list);
+        if (ran != Ran::Detached) {
+            RemoteEnd();
+        }
+        if (ran != Ran::Nothing) {
+            PostMessage(Message(kReloadHost));
+        }
+    });
+}
+
+// A tree always runs on the session's connection: the Spawn item is unchecked for good.
+void FTPWindow::StartTree(bool get) {
+    if (busy_ || closing_) {
+        return;
+    }
+    LPBListView* folders = get ? ui_.hostDirectories : ui_.localDirectories;
+    std::optional<std::string> folder = folders->FirstSelected();
+    if (!folder || *folder == ".." || *folder == "/" || folder->empty()) {
+        Alert::Go(get ? "Please select a host directory." : "Please select a local directory.");
+        return;
+    }
+    ui_.spawnItem->setChecked(false);
+    SpawnHost(get ? "ThreadREPIN" : "ThreadREPOUT", [this, get, folder = *folder] {
+        WalkTree(get, folder);
+        RemoteEnd();
+    });
+}
+
 void FTPWindow::NotYetAvailable(const Message& message) {
-    // Transfers and file commands come with their own work; until then they are only noted.
-    static const std::uint32_t kLater[] = {kSendSelected,
-                                           kGetSelected,
-                                           kSendAll,
-                                           kGetAll,
-                                           kGetTree,
-                                           kSendTree,
-                                           kGetNamed,
-                                           kRemoveLocalFolder,
+    // File commands come with their own work; until then they are only noted.
+    static const std::uint32_t kLater[] = {kRemoveLocalFolder,
                                            kRemoveHostFolder,
                                            kDeleteLocalFiles,
                                            kDeleteHostFiles,
@@ -398,6 +456,12 @@ void FTPWindow::Teardown() {
     status_->hide();
     log_->hide();
     fullListing_->hide();
+    {
+        std::lock_guard lock(detachedMutex_);
+        for (FTPcommand* connection : detached_) {
+            connection->STOP();
+        }
+    }
     if (busy_ || loggingOn_) {
         ftp_->STOP();
     } else if (connected_) {

@@ -9,10 +9,12 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "Cache.h"
 #include "EntryStringItem.h"
+#include "LocalListing.h"
 #include "MessageHandler.h"
 #include "MiniBase.h"
 #include "SessionLayout.h"
@@ -137,6 +139,7 @@ public:
     LogWindow* Log() const { return log_; }
     DirWindow* FullListing() const { return fullListing_; }
     QPushButton* Button(const std::string& name) const;
+    QAction* SpawnItem() const { return ui_.spawnItem; }
     bool IsBusy() const { return busy_; }
     bool IsConnected() const { return connected_; }
     bool IsLoggingOn() const { return loggingOn_; }
@@ -155,6 +158,16 @@ private:
     void ApplyFont(const std::string& family, const std::string& style, int size);
 
     // Dispatch.
+    using Handler = void (*)(FTPWindow&, const Message&);
+    static const std::unordered_map<std::uint32_t, Handler>& Handlers();
+    static std::string PromptOf(const Message& message);
+    void OpenLocal();
+    void OpenHost();
+    void ChangeLocal(const std::string& directory);
+    void ToggleAscii();
+    void StartGet();
+    void StartSend();
+    void StartTree(bool get);
     bool SpawnHost(const char* name, std::function<void()> operation);
     void SpawnLocal(const char* name, std::function<void()> operation);
     void Prompt(const char* title, const char* label, const char* text, std::uint32_t answer,
@@ -176,8 +189,13 @@ private:
     // Worker side.
     int Logon(const LogOn& logOn);
     int LogOnThroughFirewall(FTPcommand& command, const LogOn& logOn, bool session);
-    void UpdateClient(const std::optional<std::string>& directory);
-    int UpdateServeur(const std::optional<std::string>& directory);
+    LocalListing::Contents UpdateClient(const std::optional<std::string>& directory);
+    // What a host listing showed, for the transfers that walk a tree.
+    struct HostLists {
+        Items directories;
+        Items files;
+    };
+    int UpdateServeur(const std::optional<std::string>& directory, HostLists* shown = nullptr);
     void PWDThread(Items* directories, Items* files, const Items* complete = nullptr);
     void CDLOCAL(const std::string& directory);
     void CDDISTANT(const std::string& directory);
@@ -186,6 +204,29 @@ private:
     void SetHostLabel(const std::string& text);
     void SetBar(const std::string& text);
     void LogLine(const std::string& line);
+
+    // Transfers (FTPWindowTransfers.cpp). A list runs on the session's connection, or on a
+    // second one when "Spawn a new connection for data exchanges" is checked.
+    enum class Ran { OnSession, Detached, Nothing };
+    struct TreeWalk;
+    Ran IN(std::vector<std::string> names, bool spawn, XFerWin* list);
+    Ran OUT(std::vector<std::string> names, bool spawn, XFerWin* list);
+    void Detach(bool get, std::vector<std::string> names, const std::string& local,
+                const std::string& hostFolder, XFerWin* list);
+    bool ProcedeIN(const std::vector<std::string>& names, const std::string& local,
+                   FTPcommand& command, std::atomic<int>& type, StatusWindow* status, bool tree);
+    bool ProcedeOUT(const std::vector<std::string>& names, const std::string& local,
+                    FTPcommand& command, std::atomic<int>& type, StatusWindow* status);
+    void WalkTree(bool get, const std::string& folder);
+    bool RECURIN(const std::string& name, TreeWalk& walk, int depth);
+    bool RECUROUT(const std::string& name, TreeWalk& walk, int depth);
+    bool GetFolderContents(const HostLists& listing, TreeWalk& walk, int depth);
+    bool PutFolderContents(const LocalListing::Contents& contents, TreeWalk& walk, int depth);
+    bool BackToHostFolder(const std::string& path);
+    bool ReturnToHostFolder(const std::string& path);
+    void ReportAbort(const char* text);
+    void SetType(FTPcommand& command, std::atomic<int>& type, bool binary);
+    void SetOperation(StatusWindow* status, const char* text);
 
     // Closing.
     void Teardown();
@@ -218,6 +259,11 @@ private:
     Cache cache_;  // touched by the one host operation that runs at a time
 
     std::unique_ptr<FTPcommand> ftp_;
+    // Second connections running now: a closing window stops them.
+    std::mutex detachedMutex_;
+    std::vector<FTPcommand*> detached_;
+    // The name typed at "Get a host file...", fetched with the selection. GUI thread.
+    std::optional<std::string> hostArgument_;
     ThreadSet threads_;
 
     SessionLayout::Widgets ui_;

@@ -193,7 +193,7 @@ long long FTPWindow::LenFile(const std::string& name) const {
 
 // ---- Local side ----
 
-void FTPWindow::UpdateClient(const std::optional<std::string>& directory) {
+LocalListing::Contents FTPWindow::UpdateClient(const std::optional<std::string>& directory) {
     LogLine("UPDATING local listing...");
     std::string target = LocalListing::Resolve(LocalDirectory(), directory ? &*directory : nullptr);
     {
@@ -206,14 +206,14 @@ void FTPWindow::UpdateClient(const std::optional<std::string>& directory) {
     ListingSort::SortList(contents.files);
     Items directories{{"..", EntryStringItem::Directory, HostPath::Child(target, ".."), 0},
                       {"/", EntryStringItem::Directory, "/", 0}};
-    directories.insert(directories.end(), std::make_move_iterator(contents.directories.begin()),
-                       std::make_move_iterator(contents.directories.end()));
-    Post(this, [this, target, directories = std::move(directories),
-                files = std::move(contents.files)]() mutable {
-        ui_.localDirectories->SetItems(std::move(directories));
-        ui_.localFiles->SetItems(std::move(files));
-        ui_.localLabel->SetFullText(" Local: " + target);
-    });
+    directories.insert(directories.end(), contents.directories.begin(), contents.directories.end());
+    Post(this,
+         [this, target, directories = std::move(directories), files = contents.files]() mutable {
+             ui_.localDirectories->SetItems(std::move(directories));
+             ui_.localFiles->SetItems(std::move(files));
+             ui_.localLabel->SetFullText(" Local: " + target);
+         });
+    return contents;
 }
 
 void FTPWindow::CDLOCAL(const std::string& directory) {
@@ -236,7 +236,7 @@ void FTPWindow::ShowHostLists(Items directories, Items files) {
     });
 }
 
-int FTPWindow::UpdateServeur(const std::optional<std::string>& directory) {
+int FTPWindow::UpdateServeur(const std::optional<std::string>& directory, HostLists* shown) {
     Items directories;
     Items files;
     Post(this, [this] { status_->Reset(); });
@@ -274,6 +274,9 @@ int FTPWindow::UpdateServeur(const std::optional<std::string>& directory) {
     SetHostLabel("Directory request...");
     status_->SetTypeOperation("Jumping to directory...");
     PWDThread(&directories, &files, &lines.Lines());
+    if (shown != nullptr) {
+        *shown = {directories, files};
+    }
     ShowHostLists(std::move(directories), std::move(files));
     return 0;
 }

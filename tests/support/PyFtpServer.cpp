@@ -7,7 +7,8 @@
 #error "TARVIK_TEST_SUPPORT_DIR must name the folder of ftpd.py"
 #endif
 
-PyFtpServer::PyFtpServer(std::vector<Account> accounts, bool anonymous, const std::string& address)
+PyFtpServer::PyFtpServer(std::vector<Account> accounts, bool anonymous, const std::string& address,
+                         int bytesPerSecond)
     : accounts_(std::move(accounts)), root_(folder_ / "root"), log_(folder_ / "commands.log") {
     std::filesystem::create_directories(root_ / "pub");
     // Debian's interpreter: the python3 first on PATH may be another one, without pyftpdlib.
@@ -25,6 +26,10 @@ PyFtpServer::PyFtpServer(std::vector<Account> accounts, bool anonymous, const st
     }
     if (anonymous) {
         arguments.push_back("--anonymous");
+    }
+    if (bytesPerSecond > 0) {
+        arguments.push_back("--rate");
+        arguments.push_back(std::to_string(bytesPerSecond));
     }
     process_ = std::make_unique<ChildProcess>(arguments);
     std::string line = process_->ReadLine(std::chrono::seconds(20));

@@ -15,7 +15,8 @@ public:
     };
 
     explicit PyFtpServer(std::vector<Account> accounts = {{"tester", "s3cret"}},
-                         bool anonymous = false, const std::string& address = "127.0.0.1");
+                         bool anonymous = false, const std::string& address = "127.0.0.1",
+                         int bytesPerSecond = 0);
 
     std::string Name() const override { return "pyftpdlib"; }
     int Port() const override { return port_; }

@@ -5,7 +5,7 @@ import logging
 import sys
 
 from pyftpdlib.authorizers import DummyAuthorizer
-from pyftpdlib.handlers import FTPHandler
+from pyftpdlib.handlers import FTPHandler, ThrottledDTPHandler
 from pyftpdlib.servers import FTPServer
 
 
@@ -17,6 +17,7 @@ def main():
     parser.add_argument("--log", help="file that receives every command line")
     parser.add_argument("--port", type=int, default=0)
     parser.add_argument("--address", default="127.0.0.1")
+    parser.add_argument("--rate", type=int, default=0, help="bytes a second on data connections")
     args = parser.parse_args()
 
     logging.basicConfig(level=logging.ERROR)
@@ -36,6 +37,12 @@ def main():
             return super().pre_process_command(line, cmd, arg)
 
     Handler.authorizer = authorizer
+    if args.rate:
+        class Throttled(ThrottledDTPHandler):
+            read_limit = args.rate
+            write_limit = args.rate
+
+        Handler.dtp_handler = Throttled
     Handler.banner = "pyftpdlib ready."
     Handler.permit_foreign_addresses = False
     Handler.auth_failed_timeout = 0.1

@@ -1,0 +1,399 @@
+// The session window's transfers: selected files either way, on the session's connection or a
+// second one, and whole folder trees. Everything here runs on worker threads.
+#include <QWidget>
+
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include "Alert.h"
+#include "CrossThread.h"
+#include "FTPWindow.h"
+#include "FTPcommand.h"
+#include "HostPath.h"
+#include "LocalFile.h"
+#include "StatusWindow.h"
+#include "XFerWin.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A server that lists a subfolder in every folder cannot keep a tree transfer walking.
+constexpr int kMaxTreeDepth = 64;
+
+// The trailing blank and the wording are the program's own.
+constexpr const char* kExistingLocalFile =
+    "File: %s\nis on the local directory.\nWarning ! If the FTP server don't manage the REST "
+    "function for reget, please do not select \"ReGet\". ";
+
+std::string ExistingLocalFileText(const std::string& name) {
+    std::string text = kExistingLocalFile;
+    return text.replace(text.find("%s"), 2, name);
+}
+
+// A name that may be one component of a local path; what a server lists is data, never a path.
+bool IsPlainName(const std::string& name) {
+    return !name.empty() && name != "." && name != ".." &&
+           name.find_first_of(std::string("/\r\n\0", 4)) == std::string::npos;
+}
+
+// A folder made or found inside the chosen one, never a link that leads elsewhere.
+bool MakeLocalFolder(const fs::path& folder) {
+    std::error_code error;
+    fs::create_directory(folder, error);
+    return fs::symlink_status(folder, error).type() == fs::file_type::directory;
+}
+
+bool IsLocalLink(const fs::path& path) {
+    std::error_code error;
+    return fs::symlink_status(path, error).type() == fs::file_type::symlink;
+}
+
+}  // namespace
+
+// The host folders a tree transfer is inside, from its start down to where it is now.
+struct FTPWindow::TreeWalk {
+    std::vector<std::string> hostFolders;
+    int files = 0;
+    int folders = 0;
+
+    bool IsInside(const std::string& path) const {
+        return std::find(hostFolders.begin(), hostFolders.end(), path) != hostFolders.end();
+    }
+};
+
+void FTPWindow::ReportAbort(const char* text) {
+    // One alert for a stopped list, and for a stopped tree however many lists it had left.
+    if (!abortReported_.exchange(true)) {
+        Alert::Go(text);
+    }
+}
+
+// Sends TYPE I or TYPE A when the connection's last type differs.
+void FTPWindow::SetType(FTPcommand& command, std::atomic<int>& type, bool binary) {
+    int wanted = binary ? 1 : 0;
+    if (type != wanted) {
+        binary ? command.BINARY() : command.ASCII();
+        type = wanted;
+    }
+}
+
+// ---- Selected files ----
+
+FTPWindow::Ran FTPWindow::IN(std::vector<std::string> names, bool spawn, XFerWin* list) {
+    std::string local = HostPath::WithSlash(LocalDirectory());
+    if (names.empty()) {
+        Post(this, [this] { Prompt("Get a host file...", "File :", "filename", kGetNamed); });
+        return Ran::Nothing;
+    }
+    if (spawn) {
+        Detach(true, std::move(names), local, HostPath(), list);
+        return Ran::Detached;
+    }
+    status_->Reset();
+    ProcedeIN(names, local, *ftp_, connectionType_, status_, false);
+    UpdateClient(std::nullopt);
+    return Ran::OnSession;
+}
+
+FTPWindow::Ran FTPWindow::OUT(std::vector<std::string> names, bool spawn, XFerWin* list) {
+    std::string local = HostPath::WithSlash(LocalDirectory());
+    if (names.empty()) {
+        Alert::Go("Nothing to do.");
+        return Ran::Nothing;
+    }
+    if (spawn) {
+        Detach(false, std::move(names), local, HostPath(), list);
+        return Ran::Detached;
+    }
+    status_->Reset();
+    ProcedeOUT(names, local, *ftp_, connectionType_, status_);
+    UpdateServeur(std::nullopt);
+    return Ran::OnSession;
+}
+
+// Runs a list on a second connection of its own, while the window goes on with other work; the
+// transfer shows in the transfer list, which can stop it.
+void FTPWindow::Detach(bool get, std::vector<std::string> names, const std::string& local,
+                       const std::string& hostFolder, XFerWin* list) {
+    std::unique_ptr<FTPcommand> connection = DuplicateNewConnection();
+    RemoteEnd();  // the window is free from here on
+    if (!connection) {
+        return;
+    }
+    {
+        std::lock_guard lock(detachedMutex_);
+        detached_.push_back(connection.get());
+    }
+    if (list != nullptr) {
+        list->AddEntry(connection.get(), true);
+    }
+    std::atomic<int> type{1};  // a second connection starts in binary
+    if (connection->CWD(hostFolder.c_str()) != 0) {
+        Alert::Go("Impossible to change host directory.");
+    } else if (get) {
+        ProcedeIN(names, local, *connection, type, nullptr, false);
+    } else {
+        ProcedeOUT(names, local, *connection, type, nullptr);
+    }
+    abortReported_ = false;
+    connection->QUIT();
+    if (list != nullptr) {
+        list->RemoveEntry(connection.get());
+    }
+    std::lock_guard lock(detachedMutex_);
+    detached_.erase(std::find(detached_.begin(), detached_.end(), connection.get()));
+}
+
+// Gets the names one after the other into `local`; the first failure ends the list. A local
+// file that is there already is resumed, overwritten or skipped, as the user says.
+bool FTPWindow::ProcedeIN(const std::vector<std::string>& names, const std::string& local,
+                          FTPcommand& command, std::atomic<int>& type, StatusWindow* status,
+                          bool tree) {
+    bool binary = binary_;
+    if (status != nullptr) {
+        Post(this, [status] { status->show(); });
+        status->SetTypeOperation(binary ? "BINARY Multi Selected Receiving..."
+                                        : "ASCII Multi Selected Receiving...");
+    }
+    SetType(command, type, binary);
+    int count = static_cast<int>(names.size());
+    int index = 1;
+    for (const std::string& name : names) {
+        if (status != nullptr) {
+            status->SetNbFile(index++, count);
+            status->SetNameFichier(name);
+        }
+        std::string path = local + name;
+        if (tree && IsLocalLink(path)) {
+            LogLine("Local link not written through: " + path);
+            continue;
+        }
+        const char* failure = "Get file aborted";
+        int result = 0;
+        if (binary && LocalFile::SizeOf(path) > 0) {
+            int choice = Alert::Go(ExistingLocalFileText(name),
+                                   {"ReGet(Append)", "Get(Overwrite)", "Skip"}, AlertKind::Idea);
+            if (choice == 2) {
+                continue;
+            }
+            if (choice == 1) {
+                std::error_code error;
+                fs::remove(path, error);
+                SetOperation(status, "BINARY Multi Receiving...");
+                result = command.GETBINARY(name.c_str(), local.c_str(), status, passive_, false);
+            } else {
+                SetOperation(status, "BINARY Multi Selected Receiving...(REGET)");
+                result = command.REGETBINARY(name.c_str(), local.c_str(), status, passive_);
+                failure = "REGet file aborted";
+            }
+        } else if (binary) {
+            SetOperation(status, "BINARY Multi Selected Receiving...");
+            result = command.GETBINARY(name.c_str(), local.c_str(), status, passive_, false);
+        } else {
+            result = command.GETASCII(name.c_str(), local.c_str(), status, passive_, false);
+        }
+        if (result != 0) {
+            ReportAbort(failure);
+            return false;
+        }
+    }
+    return true;
+}
+
+bool FTPWindow::ProcedeOUT(const std::vector<std::string>& names, const std::string& local,
+                           FTPcommand& command, std::atomic<int>& type, StatusWindow* status) {
+    bool binary = binary_;
+    if (status != nullptr) {
+        Post(this, [status] { status->show(); });
+    }
+    SetOperation(status,
+                 binary ? "BINARY Multi Selected Sending..." : "ASCII Multi Selected Sending...");
+    SetType(command, type, binary);
+    int count = static_cast<int>(names.size());
+    int index = 1;
+    for (const std::string& name : names) {
+        if (status != nullptr) {
+            status->SetNbFile(index++, count);
+            status->SetNameFichier(name);
+            status->SetMax(LocalFile::SizeOf(local + name));
+        }
+        int result = binary ? command.PUTBINARY(name.c_str(), local.c_str(), status, passive_)
+                            : command.PUTASCII(name.c_str(), local.c_str(), status, passive_);
+        if (result != 0) {
+            ReportAbort("Put file process aborted");
+            return false;
+        }
+    }
+    return true;
+}
+
+void FTPWindow::SetOperation(StatusWindow* status, const char* text) {
+    if (status != nullptr) {
+        status->SetTypeOperation(text);
+    }
+}
+
+// ---- Trees ----
+
+// The walk's frame: the window steps aside, the status window stays, and both sides end in the
+// folders where the walk began, listed again.
+void FTPWindow::WalkTree(bool get, const std::string& folder) {
+    Post(this, [this] {
+        hide();
+        status_->SetEnabledSHControl(false);
+        status_->show();
+    });
+    std::string startLocal = LocalDirectory();
+    std::string startHost = HostPath();
+    firstListing_ = false;
+    TreeWalk walk;
+    walk.hostFolders.push_back(startHost);
+    bool whole = get ? RECURIN(folder, walk, 0) : RECUROUT(folder, walk, 0);
+    UpdateClient(startLocal);
+    if (HostPath() != startHost && !BackToHostFolder(startHost)) {
+        whole = false;
+    }
+    UpdateServeur(std::nullopt);
+    LogLine((whole ? "Tree done: " : "Tree stopped: ") + std::to_string(walk.files) + " files, " +
+            std::to_string(walk.folders) + " folders.");
+    Post(this, [this] {
+        status_->SetEnabledSHControl(true);
+        if (!closing_) {
+            show();
+        }
+    });
+}
+
+// CWD to an absolute host folder; a failure ends the walk with its alert, since going on would
+// write into the wrong folders.
+bool FTPWindow::BackToHostFolder(const std::string& path) {
+    if (ftp_->CWD(path.c_str()) == 0) {
+        std::lock_guard lock(pathMutex_);
+        hostPath_ = path;
+        return true;
+    }
+    if (!abortReported_.exchange(true)) {
+        Alert::Go("Impossible to change host directory.");
+    }
+    return false;
+}
+
+// Gets the host folder `name`, a child of the current host folder, into a local folder of the
+// same name, depth first; both sides end where they were. False when the walk must stop.
+bool FTPWindow::RECURIN(const std::string& name, TreeWalk& walk, int depth) {
+    std::string parentLocal = LocalDirectory();
+    std::string parentHost = HostPath();
+    fs::path target = fs::path(parentLocal) / name;
+    if (depth >= kMaxTreeDepth || !IsPlainName(name) || !MakeLocalFolder(target)) {
+        LogLine("Folder skipped: " + name);
+        return true;
+    }
+    HostLists listing;
+    if (UpdateServeur(name, &listing) != 0) {
+        LogLine("Folder skipped: " + name);
+        return ReturnToHostFolder(parentHost);
+    }
+    std::string here = HostPath();
+    if (walk.IsInside(here)) {
+        LogLine("Folder skipped, the walk is inside it already: " + here);
+        return BackToHostFolder(parentHost);
+    }
+    walk.hostFolders.push_back(here);
+    ++walk.folders;
+    UpdateClient(target.string());
+    bool whole = GetFolderContents(listing, walk, depth);
+    walk.hostFolders.pop_back();
+    UpdateClient(parentLocal);
+    return BackToHostFolder(parentHost) && whole;
+}
+
+// The files of the folder just listed, then its folders; links are neither followed nor made.
+bool FTPWindow::GetFolderContents(const HostLists& listing, TreeWalk& walk, int depth) {
+    std::vector<std::string> files;
+    for (const EntryStringItem& item : listing.files) {
+        if (item.type != EntryStringItem::File) {
+            LogLine("Link not followed: " + item.text);
+        } else if (IsPlainName(item.text)) {
+            files.push_back(item.text);
+        }
+    }
+    status_->LoadFD(static_cast<int>(files.size()), 0);
+    if (!files.empty()) {
+        if (!ProcedeIN(files, HostPath::WithSlash(LocalDirectory()), *ftp_, connectionType_,
+                       status_, true)) {
+            return false;
+        }
+        walk.files += static_cast<int>(files.size());
+        UpdateClient(std::nullopt);
+    }
+    for (const EntryStringItem& item : listing.directories) {
+        if (item.text == "..") {
+            continue;
+        }
+        if (item.type != EntryStringItem::Directory) {
+            LogLine("Link not followed: " + item.text);
+            continue;
+        }
+        if (!RECURIN(item.text, walk, depth + 1)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// After a listing failed, the host may or may not have entered the folder: ask it.
+bool FTPWindow::ReturnToHostFolder(const std::string& path) {
+    std::optional<std::string> now = ftp_->PWD();
+    return now && *now == path ? true : BackToHostFolder(path);
+}
+
+// Sends the local folder `name`, a child of the current local folder, into a host folder of the
+// same name, depth first; both sides end where they were. False when the walk must stop.
+bool FTPWindow::RECUROUT(const std::string& name, TreeWalk& walk, int depth) {
+    std::string parentLocal = LocalDirectory();
+    std::string parentHost = HostPath();
+    fs::path source = fs::path(parentLocal) / name;
+    std::error_code error;
+    if (depth >= kMaxTreeDepth || !IsPlainName(name) ||
+        fs::symlink_status(source, error).type() != fs::file_type::directory) {
+        LogLine("Folder skipped: " + name);
+        return true;
+    }
+    ftp_->MKD(name.c_str());  // a folder that is there already is used as it is
+    if (UpdateServeur(name) != 0) {
+        LogLine("Folder skipped: " + name);
+        return ReturnToHostFolder(parentHost);
+    }
+    ++walk.folders;
+    LocalListing::Contents contents = UpdateClient(source.string());
+    bool whole = PutFolderContents(contents, walk, depth);
+    UpdateClient(parentLocal);
+    return BackToHostFolder(parentHost) && whole;
+}
+
+bool FTPWindow::PutFolderContents(const LocalListing::Contents& contents, TreeWalk& walk,
+                                  int depth) {
+    std::vector<std::string> files;
+    for (const EntryStringItem& item : contents.files) {
+        if (item.type == EntryStringItem::File && IsPlainName(item.text)) {
+            files.push_back(item.text);
+        }
+    }
+    status_->LoadFD(static_cast<int>(files.size()), 0);
+    if (!files.empty()) {
+        if (!ProcedeOUT(files, HostPath::WithSlash(LocalDirectory()), *ftp_, connectionType_,
+                        status_)) {
+            return false;
+        }
+        walk.files += static_cast<int>(files.size());
+        UpdateServeur(std::nullopt);
+    }
+    for (const EntryStringItem& item : contents.directories) {
+        if (item.type == EntryStringItem::Directory && !RECUROUT(item.text, walk, depth + 1)) {
+            return false;
+        }
+    }
+    return true;
+}

@@ -1,0 +1,303 @@
+// Transfers from the session window, as a user starts them, against real servers and a server
+// whose listings are hostile.
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QPointer>
+
+#include <filesystem>
+#include <map>
+#include <random>
+
+#include "Alert.h"
+#include "FTPWindow.h"
+#include "GuiWait.h"
+#include "LPBListView.h"
+#include "MultiListDriver.h"
+#include "PyFtpServer.h"
+#include "RecordingWindow.h"
+#include "ScriptedAlerts.h"
+#include "ScriptedPeer.h"
+#include "TempDir.h"
+#include "TestServer.h"
+#include "XFerWin.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+std::string RandomBytes(std::size_t size, unsigned seed) {
+    std::mt19937 generator(seed);
+    std::string bytes(size, '\0');
+    for (char& byte : bytes) {
+        byte = static_cast<char>(generator());
+    }
+    return bytes;
+}
+
+// Every folder and file below `root`, with the files' contents: two trees compare as wholes.
+std::map<std::string, std::string> TreeOf(const fs::path& root) {
+    std::map<std::string, std::string> tree;
+    for (const auto& entry : fs::recursive_directory_iterator(root)) {
+        std::string name = fs::relative(entry.path(), root).string();
+        tree[name] = entry.is_directory() ? "<folder>" : TempDir::Read(entry.path());
+    }
+    return tree;
+}
+
+// A session window on a server, with the application's transfer list beside it.
+class SessionFixture {
+protected:
+    QPointer<FTPWindow> Open(const TestServer& server, int passive, const std::string& start) {
+        window_ = new FTPWindow(QRect(60, 60, 460, 525), "Tarvik Transfer  Host: test ",
+                                "127.0.0.1", server.User(), server.Password(), "", "", 0,
+                                44000 + static_cast<int>(getpid() % 10000), passive, &application);
+        window_->SetTransferList(&transfers);
+        FTPWindow::LogOn logOn;
+        logOn.port = server.PortText();
+        logOn.localDirectory = local.Path().string();
+        logOn.startPath = start;
+        window_->Init(logOn);
+        window_->show();
+        EXPECT_TRUE(WaitUntil([&] { return !window_->IsLoggingOn() && !window_->IsBusy(); }, 10s));
+        return window_;
+    }
+    // Posts a command and waits until the window is free again.
+    void Issue(Message message, std::chrono::seconds limit = 30s) {
+        window_->PostMessage(std::move(message));
+        Settle(30ms);
+        ASSERT_TRUE(WaitUntil([&] { return !window_->IsBusy(); }, limit));
+        Settle(30ms);
+    }
+    void Close() {
+        if (window_) {
+            window_->PostMessage(Message(FTPWindow::kQuickLogout));
+            EXPECT_TRUE(WaitUntil([&] { return window_.isNull(); }, 10s));
+        }
+    }
+
+    ScriptedAlerts alerts;
+    RecordingWindow application;
+    XFerWin transfers{QRect(40, 40, 760, 140), "Transfer status"};
+    TempDir local;
+    QPointer<FTPWindow> window_;
+};
+
+struct Setup {
+    std::string server;
+    int passive;
+};
+
+class TransferTest : public SessionFixture, public ::testing::TestWithParam<Setup> {
+protected:
+    void SetUp() override {
+        Alert::InstallEngineHook();
+        server = StartTestServer(GetParam().server);
+    }
+    void TearDown() override { Close(); }
+    QPointer<FTPWindow> Open(const std::string& start = "/pub") {
+        QPointer<FTPWindow> window = SessionFixture::Open(*server, GetParam().passive, start);
+        window->SpawnItem()->setChecked(false);  // on the session's own connection
+        return window;
+    }
+    // A folder on the server that the server's own user may write into.
+    fs::path WritableFolder(const std::string& name) {
+        fs::path folder = server->Pub() / name;
+        fs::create_directories(folder);
+        fs::permissions(folder, fs::perms::all);
+        return folder;
+    }
+
+    std::unique_ptr<TestServer> server;
+};
+
+TEST_P(TransferTest, ATreeGoesDownAndBackUpByteIdentical) {
+    fs::path tree = server->Pub() / "tree";
+    TempDir::WriteFile(tree / "level one" / "level two" / "deep file.bin", RandomBytes(300000, 1));
+    TempDir::WriteFile(tree / "level one" / "café.txt", "crème brûlée\n");
+    TempDir::WriteFile(tree / "日本" / "空.txt", "");
+    fs::create_directories(tree / "empty folder");
+    TempDir::WriteFile(tree / "top.txt", "top\n");
+    WritableFolder("back");
+    QPointer<FTPWindow> window = Open();
+    std::string startLocal = window->LocalDirectory();
+    window->SpawnItem()->setChecked(true);
+    ASSERT_TRUE(window->HostDirectories()->SelectText("tree"));
+    Issue(Message(FTPWindow::kGetTree));
+    EXPECT_FALSE(window->SpawnItem()->isChecked()) << "a tree unchecks Spawn for good";
+    EXPECT_EQ(TreeOf(local / "tree"), TreeOf(tree));
+    EXPECT_EQ(window->HostPath(), "/pub");
+    EXPECT_EQ(window->LocalDirectory(), startLocal);
+    EXPECT_TRUE(window->isVisible());
+
+    Issue(Message(FTPWindow::kChangeHost).AddString("prompt", "back"));
+    ASSERT_TRUE(window->LocalDirectories()->SelectText("tree"));
+    Issue(Message(FTPWindow::kSendTree));
+    EXPECT_EQ(TreeOf(server->Pub() / "back" / "tree"), TreeOf(tree));
+    EXPECT_EQ(window->HostPath(), "/pub/back");
+    EXPECT_EQ(window->LocalDirectory(), startLocal);
+    EXPECT_TRUE(alerts.Texts().empty());
+}
+
+TEST_P(TransferTest, ListsAskBeforeTouchingALocalFileAndStopAtTheirFirstFailure) {
+    fs::path three = server->Pub() / "three";
+    for (const char* name : {"a.bin", "b.bin", "c.bin"}) {
+        TempDir::WriteFile(three / name, RandomBytes(5000, name[0]));
+    }
+    local.Write("a.bin", "");      // empty: fetched without a question
+    local.Write("b.bin", "mine");  // the user says Skip
+    fs::path ten = server->Pub() / "ten";
+    for (int i = 0; i < 10; ++i) {
+        TempDir::WriteFile(ten / ("f" + std::to_string(i)), "file " + std::to_string(i));
+    }
+    std::string cut = RandomBytes(2 * 1024 * 1024 + 3, 7);
+    TempDir::WriteFile(server->Pub() / "resume" / "cut.bin", cut);
+    local.Write("cut.bin", cut.substr(0, 1024 * 1024));
+
+    QPointer<FTPWindow> window = Open("/pub/three");
+    alerts.Answer(2);
+    Issue(Message(FTPWindow::kGetAll));
+    ASSERT_EQ(alerts.Texts().size(), 1u);
+    EXPECT_TRUE(alerts.Texts()[0].starts_with("File: b.bin\nis on the local directory."));
+    EXPECT_EQ(alerts.Alerts()[0].buttons,
+              (std::vector<std::string>{"ReGet(Append)", "Get(Overwrite)", "Skip"}));
+    EXPECT_EQ(TempDir::Read(local / "a.bin"), TempDir::Read(three / "a.bin"));
+    EXPECT_EQ(TempDir::Read(local / "b.bin"), "mine");
+    EXPECT_EQ(TempDir::Read(local / "c.bin"), TempDir::Read(three / "c.bin"));
+
+    Issue(Message(FTPWindow::kChangeHost).AddString("prompt", "/pub/ten"));
+    fs::remove(ten / "f4");  // listed, but gone when its turn comes
+    Issue(Message(FTPWindow::kGetAll));
+    EXPECT_EQ(alerts.Texts().size(), 2u);
+    EXPECT_EQ(alerts.Texts().back(), "Get file aborted");
+    EXPECT_TRUE(fs::exists(local / "f3"));
+    EXPECT_FALSE(fs::exists(local / "f5"));
+    EXPECT_TRUE(WaitUntil([&] { return window->LocalFiles()->SelectText("f3"); }))
+        << "the local listing is read again";
+
+    Issue(Message(FTPWindow::kChangeHost).AddString("prompt", "/pub/resume"));
+    alerts.Answer(0);  // ReGet(Append)
+    ASSERT_TRUE(window->HostFiles()->SelectText("cut.bin"));
+    Issue(Message(FTPWindow::kGetSelected));
+    EXPECT_EQ(TempDir::Read(local / "cut.bin"), cut);
+}
+
+std::vector<Setup> BothServersBothModes() {
+    return {{"pyftpdlib", 0}, {"pyftpdlib", 1}, {"vsftpd", 0}, {"vsftpd", 1}};
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, TransferTest, ::testing::ValuesIn(BothServersBothModes()),
+                         [](const auto& info) {
+                             return info.param.server +
+                                    (info.param.passive ? "_passive" : "_active");
+                         });
+
+class SpawnTest : public SessionFixture, public ::testing::Test {
+protected:
+    void TearDown() override { Close(); }
+
+    // Half a megabyte a second (in bursts): long enough to watch the transfers run.
+    PyFtpServer server{{{"tester", "s3cret"}}, false, "127.0.0.1", 512 * 1024};
+};
+
+TEST_F(SpawnTest, SecondConnectionsRunInTheTransferListWhileTheWindowWorksOn) {
+    std::string one = RandomBytes(1200 * 1024, 1);
+    std::string two = RandomBytes(1200 * 1024, 2);
+    TempDir::WriteFile(server.Pub() / "one.bin", one);
+    TempDir::WriteFile(server.Pub() / "two.bin", two);
+    QPointer<FTPWindow> window = Open(server, 1, "/pub");
+    ASSERT_TRUE(window->SpawnItem()->isChecked()) << "checked from the start";
+    int running = 0;
+    for (const char* name : {"one.bin", "two.bin"}) {
+        window->HostFiles()->UnSelectAll();
+        ASSERT_TRUE(window->HostFiles()->SelectText(name));
+        window->PostMessage(Message(FTPWindow::kGetSelected));
+        ++running;
+        ASSERT_TRUE(WaitUntil([&] { return transfers.List()->CountItems() == running; }, 10s));
+        ASSERT_TRUE(WaitUntil([&] { return !window->IsBusy(); }, 10s)) << "free at once";
+    }
+    EXPECT_FALSE(transfers.isHidden());
+    Issue(Message(FTPWindow::kReloadHost));  // the window takes other work meanwhile
+    EXPECT_EQ(transfers.List()->CountItems(), 2);
+    ASSERT_TRUE(WaitUntil([&] { return transfers.List()->CountItems() == 0; }, 20s));
+    EXPECT_TRUE(transfers.isHidden());
+    EXPECT_EQ(TempDir::Read(local / "one.bin"), one);
+    EXPECT_EQ(TempDir::Read(local / "two.bin"), two);
+    EXPECT_TRUE(WaitUntil([&] { return window->LocalFiles()->SelectText("two.bin"); }));
+    EXPECT_TRUE(alerts.Texts().empty());
+}
+
+// A server whose tree holds every trap: names that would climb or jump, a link beside a folder
+// of the same name, and a folder that leads back into itself.
+TEST(HostileTreeTest, EndsSoonWritesNothingOutsideAndMakesNoLink) {
+    ScriptedAlerts alerts;
+    TempDir outside;
+    fs::path chosen = outside / "chosen";
+    fs::create_directory(chosen);
+    auto listing = [](ScriptedPeer& peer, const std::string& lines) -> ScriptedPeer& {
+        return peer.Expect("PASV").Passive().Expect("LIST").Reply("150 ok").SendData(lines).Reply(
+            "226 ok");
+    };
+    const std::string root = "drwxr-xr-x 2 a b 0 Jan 01 12:00 top\r\n";
+    const std::string top =
+        "drwxr-xr-x 2 a b 0 Jan 01 12:00 ..\r\n"
+        "-rw-r--r-- 1 a b 4 Jan 01 12:00 ../x\r\n"
+        "-rw-r--r-- 1 a b 4 Jan 01 12:00 a/b\r\n"
+        "drwxr-xr-x 2 a b 0 Jan 01 12:00 /abs\r\n"
+        "lrwxrwxrwx 1 a b 4 Jan 01 12:00 same -> /etc\r\n"
+        "drwxr-xr-x 2 a b 0 Jan 01 12:00 same\r\n"
+        "drwxr-xr-x 2 a b 0 Jan 01 12:00 loop\r\n"
+        "-rw-r--r-- 1 a b 4 Jan 01 12:00 ok.txt\r\n";
+    ScriptedPeer peer;
+    peer.Reply("220 hi").Expect("USER").Reply("331 pw").Expect("PASS").Reply("230 in");
+    peer.Expect("MODE S").Reply("200 ok");
+    listing(peer, root).Expect("PWD").Reply("257 \"/\"");
+    peer.Expect("CWD top").Reply("250 ok");
+    listing(peer, top).Expect("PWD").Reply("257 \"/top\"");
+    peer.Expect("TYPE I").Reply("200 binary");
+    peer.Expect("PASV").Passive().Expect("RETR ok.txt").Reply("150 ok").SendData("fine");
+    peer.Reply("226 ok");
+    // "loop" leads back to /top, where the walk is already.
+    peer.Expect("TYPE A").Reply("200 ascii").Expect("CWD loop").Reply("250 ok");
+    listing(peer, "drwxr-xr-x 2 a b 0 Jan 01 12:00 loop\r\n").Expect("PWD").Reply("257 \"/top\"");
+    peer.Expect("CWD /top").Reply("250 ok");
+    peer.Expect("CWD same").Reply("250 ok");
+    listing(peer, "").Expect("PWD").Reply("257 \"/top/same\"");
+    peer.Expect("CWD /top").Reply("250 ok");
+    peer.Expect("CWD /").Reply("250 ok");
+    listing(peer, root).Expect("PWD").Reply("257 \"/\"").Silence();
+    peer.Start();
+
+    RecordingWindow application;
+    auto* window = new FTPWindow(QRect(60, 60, 460, 525), "hostile", "127.0.0.1", "u", "p", "", "",
+                                 0, 45000, 1, &application);
+    QPointer<FTPWindow> guard = window;
+    FTPWindow::LogOn logOn;
+    logOn.port = std::to_string(peer.Port());
+    logOn.localDirectory = chosen.string();
+    window->Init(logOn);
+    ASSERT_TRUE(WaitUntil([&] { return !window->IsLoggingOn() && !window->IsBusy(); }, 10s));
+    ASSERT_TRUE(window->HostDirectories()->SelectText("top"));
+    auto start = std::chrono::steady_clock::now();
+    window->PostMessage(Message(FTPWindow::kGetTree));
+    Settle(30ms);
+    ASSERT_TRUE(WaitUntil([&] { return !window->IsBusy(); }, 20s));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
+    EXPECT_TRUE(peer.Mismatches().empty()) << peer.Mismatches().front();
+
+    EXPECT_EQ(TreeOf(outside.Path()),
+              (std::map<std::string, std::string>{{"chosen", "<folder>"},
+                                                  {"chosen/top", "<folder>"},
+                                                  {"chosen/top/loop", "<folder>"},
+                                                  {"chosen/top/ok.txt", "fine"},
+                                                  {"chosen/top/same", "<folder>"}}));
+    for (const auto& entry : fs::recursive_directory_iterator(outside.Path())) {
+        EXPECT_FALSE(entry.is_symlink()) << entry.path();
+    }
+    EXPECT_EQ(window->HostPath(), "/");
+    guard->PostMessage(Message(FTPWindow::kQuickLogout));
+    EXPECT_TRUE(WaitUntil([&] { return guard.isNull(); }, 10s));
+}
+
+}  // namespace
