@@ -146,6 +146,13 @@ public:
     std::string LocalDirectory() const;
     std::string HostPath() const;
     int ThreadsRunning() const { return threads_.Running(); }
+    // How the last tree transfer ended: whole when every plain file and folder moved.
+    struct TreeOutcome {
+        bool whole = false;
+        int files = 0;
+        int folders = 0;
+    };
+    TreeOutcome LastTree() const;
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -264,6 +271,8 @@ private:
     std::vector<FTPcommand*> detached_;
     // The name typed at "Get a host file...", fetched with the selection. GUI thread.
     std::optional<std::string> hostArgument_;
+    mutable std::mutex treeMutex_;
+    TreeOutcome lastTree_;
     ThreadSet threads_;
 
     SessionLayout::Widgets ui_;

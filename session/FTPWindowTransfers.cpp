@@ -57,6 +57,12 @@ struct FTPWindow::TreeWalk {
     std::vector<std::string> hostFolders;
     int files = 0;
     int folders = 0;
+    bool skipped = false;  // a name, link or folder was left out
+
+    void Skip(FTPWindow& window, const char* why, const std::string& name) {
+        window.LogLine(why + name);
+        skipped = true;
+    }
 
     bool IsInside(const std::string& path) const {
         return std::find(hostFolders.begin(), hostFolders.end(), path) != hostFolders.end();
@@ -237,6 +243,11 @@ void FTPWindow::SetOperation(StatusWindow* status, const char* text) {
 
 // ---- Trees ----
 
+FTPWindow::TreeOutcome FTPWindow::LastTree() const {
+    std::lock_guard lock(treeMutex_);
+    return lastTree_;
+}
+
 // The walk's frame: the window steps aside, the status window stays, and both sides end in the
 // folders where the walk began, listed again.
 void FTPWindow::WalkTree(bool get, const std::string& folder) {
@@ -258,6 +269,10 @@ void FTPWindow::WalkTree(bool get, const std::string& folder) {
     UpdateServeur(std::nullopt);
     LogLine((whole ? "Tree done: " : "Tree stopped: ") + std::to_string(walk.files) + " files, " +
             std::to_string(walk.folders) + " folders.");
+    {
+        std::lock_guard lock(treeMutex_);
+        lastTree_ = {whole && !walk.skipped, walk.files, walk.folders};
+    }
     Post(this, [this] {
         status_->SetEnabledSHControl(true);
         if (!closing_) {
@@ -287,17 +302,17 @@ bool FTPWindow::RECURIN(const std::string& name, TreeWalk& walk, int depth) {
     std::string parentHost = HostPath();
     fs::path target = fs::path(parentLocal) / name;
     if (depth >= kMaxTreeDepth || !IsPlainName(name) || !MakeLocalFolder(target)) {
-        LogLine("Folder skipped: " + name);
+        walk.Skip(*this, "Folder skipped: ", name);
         return true;
     }
     HostLists listing;
     if (UpdateServeur(name, &listing) != 0) {
-        LogLine("Folder skipped: " + name);
+        walk.Skip(*this, "Folder skipped: ", name);
         return ReturnToHostFolder(parentHost);
     }
     std::string here = HostPath();
     if (walk.IsInside(here)) {
-        LogLine("Folder skipped, the walk is inside it already: " + here);
+        walk.Skip(*this, "Folder skipped, the walk is inside it already: ", here);
         return BackToHostFolder(parentHost);
     }
     walk.hostFolders.push_back(here);
@@ -314,8 +329,10 @@ bool FTPWindow::GetFolderContents(const HostLists& listing, TreeWalk& walk, int 
     std::vector<std::string> files;
     for (const EntryStringItem& item : listing.files) {
         if (item.type != EntryStringItem::File) {
-            LogLine("Link not followed: " + item.text);
-        } else if (IsPlainName(item.text)) {
+            walk.Skip(*this, "Link not followed: ", item.text);
+        } else if (!IsPlainName(item.text)) {
+            walk.Skip(*this, "Name skipped: ", item.text);
+        } else {
             files.push_back(item.text);
         }
     }
@@ -333,7 +350,7 @@ bool FTPWindow::GetFolderContents(const HostLists& listing, TreeWalk& walk, int 
             continue;
         }
         if (item.type != EntryStringItem::Directory) {
-            LogLine("Link not followed: " + item.text);
+            walk.Skip(*this, "Link not followed: ", item.text);
             continue;
         }
         if (!RECURIN(item.text, walk, depth + 1)) {
@@ -358,12 +375,12 @@ bool FTPWindow::RECUROUT(const std::string& name, TreeWalk& walk, int depth) {
     std::error_code error;
     if (depth >= kMaxTreeDepth || !IsPlainName(name) ||
         fs::symlink_status(source, error).type() != fs::file_type::directory) {
-        LogLine("Folder skipped: " + name);
+        walk.Skip(*this, "Folder skipped: ", name);
         return true;
     }
     ftp_->MKD(name.c_str());  // a folder that is there already is used as it is
     if (UpdateServeur(name) != 0) {
-        LogLine("Folder skipped: " + name);
+        walk.Skip(*this, "Folder skipped: ", name);
         return ReturnToHostFolder(parentHost);
     }
     ++walk.folders;
@@ -377,7 +394,11 @@ bool FTPWindow::PutFolderContents(const LocalListing::Contents& contents, TreeWa
                                   int depth) {
     std::vector<std::string> files;
     for (const EntryStringItem& item : contents.files) {
-        if (item.type == EntryStringItem::File && IsPlainName(item.text)) {
+        if (item.type != EntryStringItem::File) {
+            walk.Skip(*this, "Link not followed: ", item.text);
+        } else if (!IsPlainName(item.text)) {
+            walk.Skip(*this, "Name skipped: ", item.text);
+        } else {
             files.push_back(item.text);
         }
     }
@@ -391,7 +412,10 @@ bool FTPWindow::PutFolderContents(const LocalListing::Contents& contents, TreeWa
         UpdateServeur(std::nullopt);
     }
     for (const EntryStringItem& item : contents.directories) {
-        if (item.type == EntryStringItem::Directory && !RECUROUT(item.text, walk, depth + 1)) {
+        if (item.type != EntryStringItem::Directory) {
+            continue;  // a link, listed among the files too and logged there
+        }
+        if (!RECUROUT(item.text, walk, depth + 1)) {
             return false;
         }
     }

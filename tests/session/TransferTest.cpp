@@ -127,6 +127,7 @@ TEST_P(TransferTest, ATreeGoesDownAndBackUpByteIdentical) {
     Issue(Message(FTPWindow::kGetTree));
     EXPECT_FALSE(window->SpawnItem()->isChecked()) << "a tree unchecks Spawn for good";
     EXPECT_EQ(TreeOf(local / "tree"), TreeOf(tree));
+    EXPECT_TRUE(window->LastTree().whole);
     EXPECT_EQ(window->HostPath(), "/pub");
     EXPECT_EQ(window->LocalDirectory(), startLocal);
     EXPECT_TRUE(window->isVisible());
@@ -295,6 +296,7 @@ TEST(HostileTreeTest, EndsSoonWritesNothingOutsideAndMakesNoLink) {
     for (const auto& entry : fs::recursive_directory_iterator(outside.Path())) {
         EXPECT_FALSE(entry.is_symlink()) << entry.path();
     }
+    EXPECT_FALSE(window->LastTree().whole) << "names and links were left out";
     EXPECT_EQ(window->HostPath(), "/");
     guard->PostMessage(Message(FTPWindow::kQuickLogout));
     EXPECT_TRUE(WaitUntil([&] { return guard.isNull(); }, 10s));
