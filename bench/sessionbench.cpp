@@ -1,6 +1,6 @@
 // sessionbench: a real session window driven as a user drives it, timed, with the longest time
 // the GUI thread did not answer meanwhile.
-//   sessionbench URL [--active] [--hold SECONDS]
+//   sessionbench URL [--active]
 //       lists the host folder URL: log-on and first listing, then a reload
 //   sessionbench [--active|--passive] [--ascii] --get-tree URL LOCALDIR
 //       the window's recursive get of the host folder URL into LOCALDIR/<its name>
@@ -8,8 +8,9 @@
 //       the window's recursive send of the local folder into the host folder URL
 //   sessionbench [--active|--passive] [--ascii] --get-file URL LOCALDIR
 //       the window's get of one host file, on the session's own connection
-// --hold keeps the window open afterwards (for a screenshot under Xvfb). The transfers exit 0
-// only when every file moved.
+// --hold keeps the window open afterwards and --ask shows the window's questions as boxes instead
+// of answering their first button (both for screenshots under Xvfb). The transfers exit 0 only
+// when every file moved.
 #include <QAction>
 #include <QApplication>
 #include <QElapsedTimer>
@@ -68,16 +69,18 @@ struct Options {
     std::string mode = "list";
     int passive = 1;
     bool ascii = false;
+    bool ask = false;
     int hold = 0;
     std::vector<std::string> words;
 };
 
 int Usage() {
     std::fprintf(stderr,
-                 "usage: sessionbench URL [--active] [--hold SECONDS]\n"
+                 "usage: sessionbench URL [--active]\n"
                  "       sessionbench [--active|--passive] [--ascii] --get-tree URL LOCALDIR\n"
                  "       sessionbench [--active|--passive] [--ascii] --put-tree LOCALDIR/dir URL\n"
-                 "       sessionbench [--active|--passive] [--ascii] --get-file URL LOCALDIR\n");
+                 "       sessionbench [--active|--passive] [--ascii] --get-file URL LOCALDIR\n"
+                 "       any of them with --hold SECONDS and --ask\n");
     return 64;
 }
 
@@ -88,6 +91,8 @@ bool Parse(int argc, char** argv, Options& options) {
             options.passive = word == "--passive" ? 1 : 0;
         } else if (word == "--ascii") {
             options.ascii = true;
+        } else if (word == "--ask") {
+            options.ask = true;
         } else if (word == "--hold" && i + 1 < argc) {
             options.hold = std::atoi(argv[++i]);
         } else if (word == "--get-tree" || word == "--put-tree" || word == "--get-file") {
@@ -198,11 +203,16 @@ int Transfer(FTPWindow*& window, const FtpUrl& url, const Options& options, cons
                                                       : FTPWindow::kGetSelected;
     stalls.Restart();
     double seconds = RunCommand(*window, code);
-    bool whole = options.mode == "get-file" ? fs::exists(folder / name) : window->LastTree().whole;
-    Sizes sizes = options.mode == "put-tree" ? Measure(local)
-                  : options.mode == "get-tree"
-                      ? Measure(folder / name)
-                      : Sizes{1, 0, static_cast<long long>(fs::file_size(folder / name))};
+    std::error_code error;
+    auto fileSize = static_cast<long long>(fs::file_size(folder / name, error));
+    bool whole = options.mode == "get-file" ? !error : window->LastTree().whole;
+    Sizes sizes{1, 0, error ? 0 : fileSize};
+    if (options.mode != "get-file") {
+        // What the walk moved; the bytes of the tree on the local side.
+        sizes = Measure(options.mode == "put-tree" ? local : folder / name);
+        sizes.files = window->LastTree().files;
+        sizes.folders = window->LastTree().folders;
+    }
     std::printf(
         "%s: %lld files, %lld directories, %lld bytes in %.3f s, longest GUI stall %lld ms\n",
         options.mode == "get-file" ? "file" : "tree", sizes.files, sizes.folders, sizes.bytes,
@@ -225,11 +235,13 @@ int main(int argc, char** argv) {
     }
     // A box nobody can answer in a benchmark: say what it said and answer its first button.
     int alerts = 0;
-    Alert::SetResponder([&alerts](const std::string& text, const std::vector<std::string>&) {
-        std::fprintf(stderr, "sessionbench: alert: %s\n", text.c_str());
-        ++alerts;
-        return 0;
-    });
+    if (!options.ask) {
+        Alert::SetResponder([&alerts](const std::string& text, const std::vector<std::string>&) {
+            std::fprintf(stderr, "sessionbench: alert: %s\n", text.c_str());
+            ++alerts;
+            return 0;
+        });
+    }
     Alert::InstallEngineHook();
     StallMeter stalls;
     FTPWindow* window = nullptr;

@@ -14,6 +14,7 @@ anonymous_enable=YES
 local_enable=NO
 write_enable=YES
 anon_upload_enable=YES
+anon_mkdir_write_enable=YES
 anon_other_write_enable=YES
 anon_umask=022
 no_anon_password=YES

@@ -57,11 +57,11 @@ struct FTPWindow::TreeWalk {
     std::vector<std::string> hostFolders;
     int files = 0;
     int folders = 0;
-    bool skipped = false;  // a name, link or folder was left out
+    int skipped = 0;  // names, links and folders left out, each logged
 
     void Skip(FTPWindow& window, const char* why, const std::string& name) {
         window.LogLine(why + name);
-        skipped = true;
+        ++skipped;
     }
 
     bool IsInside(const std::string& path) const {
@@ -269,9 +269,16 @@ void FTPWindow::WalkTree(bool get, const std::string& folder) {
     UpdateServeur(std::nullopt);
     LogLine((whole ? "Tree done: " : "Tree stopped: ") + std::to_string(walk.files) + " files, " +
             std::to_string(walk.folders) + " folders.");
+    // A stopped walk has said why; a finished one that left entries out must say so too.
+    if (whole && walk.skipped > 0) {
+        Alert::Go("The tree was not moved whole: " + std::to_string(walk.skipped) +
+                  (walk.skipped == 1 ? " entry was left out" : " entries were left out") +
+                  " (links, names that cannot be a file name here, or "
+                  "folders that could not be made or entered).\nThe FTP log names them.");
+    }
     {
         std::lock_guard lock(treeMutex_);
-        lastTree_ = {whole && !walk.skipped, walk.files, walk.folders};
+        lastTree_ = {whole && walk.skipped == 0, walk.files, walk.folders};
     }
     Post(this, [this] {
         status_->SetEnabledSHControl(true);

@@ -297,6 +297,8 @@ TEST(HostileTreeTest, EndsSoonWritesNothingOutsideAndMakesNoLink) {
         EXPECT_FALSE(entry.is_symlink()) << entry.path();
     }
     EXPECT_FALSE(window->LastTree().whole) << "names and links were left out";
+    ASSERT_EQ(alerts.Texts().size(), 1u) << "one alert says that the tree is not whole";
+    EXPECT_NE(alerts.Texts()[0].find("not moved whole"), std::string::npos);
     EXPECT_EQ(window->HostPath(), "/");
     guard->PostMessage(Message(FTPWindow::kQuickLogout));
     EXPECT_TRUE(WaitUntil([&] { return guard.isNull(); }, 10s));
