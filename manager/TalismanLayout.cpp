@@ -80,6 +80,7 @@ private:
         Item(configuration, "Delete form", Code::kDelete, Qt::CTRL | Qt::Key_D);
         Item(configuration, "Reload form", Code::kLoadSelected, Qt::CTRL | Qt::Key_R);
         Item(configuration, "Rename form", Code::kAskRename, Qt::CTRL | Qt::ALT | Qt::Key_R);
+        Item(configuration, "Import connections from an init file...", Code::kAskImportInit);
         QMenu* miscellaneous = bar->addMenu(QObject::tr("Miscellaneous"));
         Item(miscellaneous, "Erase fields", Code::kErase, Qt::CTRL | Qt::Key_K);
         Item(miscellaneous, "Anonymous login", Code::kAnonymous, Qt::CTRL | Qt::Key_L);

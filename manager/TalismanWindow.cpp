@@ -15,10 +15,13 @@
 #include <QTextEdit>
 
 #include <cstdio>
+#include <filesystem>
+#include <set>
 
 #include "Alert.h"
 #include "FTPWindow.h"
 #include "FieldLimit.h"
+#include "Init.h"
 #include "LPBListView.h"
 #include "MessageCodes.h"
 #include "PromptW.h"
@@ -36,6 +39,74 @@ void SetText(QLineEdit* field, const std::optional<std::string>& text) {
 }
 
 constexpr const char* kConnectTo = " Connect to ";
+
+// Each section is looked for from the start of the file again: these keep an import of a file
+// that is not an init file at all from holding the window for long.
+constexpr std::uintmax_t kMaxInitBytes = 256 * 1024;
+constexpr std::size_t kMaxInitSections = 500;
+
+// Cut at a character boundary, as the form cuts what is put into a field.
+std::string Fitted(const std::string& text, int bytes) {
+    QString fitted = QString::fromStdString(text);
+    while (fitted.toUtf8().size() > bytes) {
+        fitted.chop(1);
+    }
+    return fitted.toStdString();
+}
+
+// A value from a file saved with CR LF line ends keeps its CR: that one is the line end.
+std::optional<std::string> LineValue(std::optional<std::string> value) {
+    if (value && !value->empty() && value->back() == '\r') {
+        value->pop_back();
+    }
+    return value;
+}
+
+// Host, user and password go into command lines: a line break would smuggle in another command
+// and a zero byte would cut the line short.
+bool HoldsLineBreak(const std::optional<std::string>& value) {
+    return value && value->find_first_of(std::string("\r\n\0", 3)) != std::string::npos;
+}
+
+std::string Counted(std::size_t count, const char* what) {
+    return std::to_string(count) + (count == 1 ? " connection " : " connections ") + what;
+}
+
+struct ImportedSection {
+    std::unique_ptr<Record_tag> form;  // none for a section without an address
+    bool refused = false;
+};
+
+// The section's values in a new form, its other fields as a new form has them. The font has no
+// place in a form (the session lists' font is program-wide) and is left out.
+ImportedSection ImportSection(Init& file, const std::string& name) {
+    std::optional<Init::Entry> entry = file.FoundEntry("[" + name + "]");
+    if (!entry) {
+        entry = file.FoundEntry("[" + name + "]\r");
+    }
+    if (!entry) {
+        return {};
+    }
+    const auto host = LineValue(entry->address);
+    const auto login = LineValue(entry->login);
+    const auto password = LineValue(entry->password);
+    if (host.value_or("").empty()) {
+        return {};
+    }
+    if (HoldsLineBreak(name) || HoldsLineBreak(host) || HoldsLineBreak(login) ||
+        HoldsLineBreak(password)) {
+        return {.form = nullptr, .refused = true};
+    }
+    auto form = std::make_unique<Record_tag>();
+    form->host = Fitted(*host, FieldLimit::kBytes);
+    form->login = Fitted(login.value_or(""), FieldLimit::kBytes);
+    form->password = Fitted(password.value_or(""), FieldLimit::kBytes);
+    form->port = "21";
+    form->localDirectory = "";
+    form->hostDirectory = "";
+    form->comments = "";
+    return {.form = std::move(form), .refused = false};
+}
 
 }  // namespace
 
@@ -130,6 +201,8 @@ const std::unordered_map<std::uint32_t, TalismanWindow::Handler>& TalismanWindow
              w.GenerateGlobal();
          }},
         {kSaveQuickLaunch, [](W& w, M) { w.SaveQuickLaunch(); }},
+        {kAskImportInit, [](W& w, M) { w.AskImportInit(); }},
+        {kImportInit, [](W& w, M m) { w.ImportInit(m.FindString("path").value_or("")); }},
         {kQuitRequested, [](W& w, M) { w.close(); }},
     };
     return table;
@@ -550,6 +623,72 @@ void TalismanWindow::SaveQuickLaunch() {
     QuickLaunch::Write(path.toStdString(),
                        {Text(form_.host), Text(form_.login), Text(form_.password),
                         Text(form_.localDirectory), Text(form_.hostDirectory), Text(form_.port)});
+}
+
+void TalismanWindow::AskImportInit() {
+    QString path = QFileDialog::getOpenFileName(this, tr("Import connections from an init file"));
+    if (!path.isEmpty()) {
+        PostMessage(Message(kImportInit).AddString("path", path.toStdString()));
+    }
+}
+
+// Every section with an address becomes a saved form of the section's name.
+void TalismanWindow::ImportInit(const std::string& path) {
+    std::error_code error;
+    // Checked first: the reader would create a missing file.
+    const bool regular = std::filesystem::is_regular_file(path, error);
+    const std::uintmax_t size = regular ? std::filesystem::file_size(path, error) : 0;
+    Init file;
+    if (!regular || error || !file.OpenFile(path)) {
+        Alert::Go("This file cannot be read:\n" + path);
+        return;
+    }
+    std::vector<std::string> names = file.GetListSection();
+    if (size > kMaxInitBytes || names.size() > kMaxInitSections) {
+        Alert::Go("This file is too large to be an init file.");
+        return;
+    }
+    std::size_t added = 0;
+    std::size_t refused = 0;
+    std::set<std::string> seen;  // a repeated name would only find the first section again
+    for (const std::string& name : names) {
+        if (name.empty() || !seen.insert(name).second) {
+            continue;
+        }
+        ImportedSection section = ImportSection(file, name);
+        refused += section.refused ? 1 : 0;
+        if (section.form) {
+            section.form->name = UnusedName(name);
+            form_.forms->addItem(QString::fromStdString(*section.form->name));
+            settings_->AddRecord(std::move(section.form), -1);
+            ++added;
+        }
+    }
+    if (added > 0) {
+        Save();
+    }
+    std::string text = added > 0      ? Counted(added, "imported.")
+                       : refused == 0 ? "No connection found in this file."
+                                      : "No connection imported.";
+    if (refused > 0) {
+        text += "\n" + Counted(refused, "left out: a field holds a line break.");
+    }
+    Alert::Go(text);
+}
+
+// The name itself when no form has it, else the first free "name (2)", "name (3)", ...
+std::string TalismanWindow::UnusedName(const std::string& name) const {
+    auto used = [this](const std::string& candidate) {
+        return settings_->GetRecord(candidate) != nullptr ||
+               !form_.forms->findItems(QString::fromStdString(candidate), Qt::MatchExactly)
+                    .isEmpty();
+    };
+    std::string fitted = Fitted(name, FieldLimit::kBytes);
+    for (int number = 2; used(fitted); ++number) {
+        const std::string suffix = " (" + std::to_string(number) + ")";
+        fitted = Fitted(name, FieldLimit::kBytes - static_cast<int>(suffix.size())) + suffix;
+    }
+    return fitted;
 }
 
 void TalismanWindow::closeEvent(QCloseEvent* event) {

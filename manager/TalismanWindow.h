@@ -53,6 +53,8 @@ public:
         kFirewallChecked = 33,
         kFontChosen = 35,
         kSaveQuickLaunch = 40,
+        kAskImportInit = 41,
+        kImportInit = 42,  // "path": the init file to import, with no dialog
     };
 
     // `settingsPath` empty: the user's settings file. `application` receives 5, 7, 'AddW' and
@@ -105,6 +107,9 @@ private:
     QAction* AddMirrorItem(const std::string& name, int position);
     SessionStart::Form FormValues() const;
     void SaveQuickLaunch();
+    void AskImportInit();
+    void ImportInit(const std::string& path);
+    std::string UnusedName(const std::string& name) const;
     std::optional<std::string> WhichIsSelected() const;
     void Prompt(const char* title, const char* label, const std::string& text, std::uint32_t answer,
                 std::optional<std::string> option = std::nullopt);
