@@ -120,6 +120,11 @@ std::int64_t StatusModel::Bytes() const {
     return meter_.Bytes();
 }
 
+std::int64_t StatusModel::Speed() const {
+    std::lock_guard lock(mutex_);
+    return meter_.Speed();
+}
+
 StatusView StatusModel::View() const {
     std::lock_guard lock(mutex_);
     return view_;

@@ -62,6 +62,8 @@ public:
     // The counts line shown now.
     std::string Text() const;
     std::int64_t Bytes() const;
+    // Bytes per second as the last Update measured it: 0 stalled, -1 in the first second.
+    std::int64_t Speed() const;
     StatusView View() const;
 
 private:

@@ -7,6 +7,7 @@
 #include <QTabWidget>
 
 #include "CrossThread.h"
+#include "GraphView.h"
 #include "Indicator.h"
 #include "MessageCodes.h"
 
@@ -77,6 +78,8 @@ void StatusWindow::BuildControls() {
     Paint(statusView_, kStatusViewColour);
     // The tab takes its label from the page's name, as on the original platform.
     tabs_->addTab(statusView_, statusView_->objectName());
+    speedGraph_ = new GraphView("Speed");
+    tabs_->addTab(speedGraph_, speedGraph_->objectName());
     tabs_->setObjectName(QStringLiteral("coucou"));
 
     operation_ = new QLabel(statusView_);
@@ -182,8 +185,14 @@ void StatusWindow::SetNbFile(int index, int count) {
 }
 
 void StatusWindow::Update() {
-    if (model_.Update()) {
-        Changed();
+    if (!model_.Update()) {
+        return;
+    }
+    Changed();
+    // Only measured seconds are plotted: the first second of a file has no speed yet.
+    const std::int64_t speed = model_.Speed();
+    if (speed != kSpeedUnknown) {
+        speedGraph_->AddValue(static_cast<float>(speed));
     }
 }
 

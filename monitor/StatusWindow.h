@@ -11,6 +11,7 @@
 #include "StatusModel.h"
 #include "StatusMonitor.h"
 
+class GraphView;
 class Indicator;
 class QCheckBox;
 class QLabel;
@@ -23,7 +24,8 @@ class QTabWidget;
 //
 // Every operation may be called from any thread. The figures change at once in the StatusModel;
 // the widgets follow on the GUI thread, redrawn once for a burst of calls. A pulse (once a second)
-// turns the byte count into the bar, the speed and the remaining time.
+// turns the byte count into the bar, the speed and the remaining time, and adds the speed to the
+// graph on the "Speed" page.
 class StatusWindow : public QWidget, public MessageHandler, public StatusMonitor {
     Q_OBJECT
 
@@ -78,6 +80,7 @@ private:
     StatusModel model_;
     QTabWidget* tabs_;
     QWidget* statusView_;
+    GraphView* speedGraph_;
     QLabel* operation_;
     QLabel* counts_;
     Indicator* group_;

@@ -1,0 +1,115 @@
+#include "GraphView.h"
+
+#include <QImage>
+#include <QTabWidget>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <memory>
+#include <thread>
+
+#include "GuiWait.h"
+#include "StatusWindow.h"
+
+namespace {
+
+const QColor kBlue(50, 50, 150);
+const QColor kRed(255, 0, 0);
+
+// How many pixels of a column have the colour, in the graph as it draws now.
+int Pixels(GraphView& graph, int column, const QColor& colour) {
+    const QImage image = graph.grab().toImage();
+    int count = 0;
+    for (int row = 0; row < image.height(); ++row) {
+        count += image.pixelColor(column, row) == colour ? 1 : 0;
+    }
+    return count;
+}
+
+// 20 columns of rows 0 to 50.
+class GraphViewTest : public ::testing::Test {
+protected:
+    GraphViewTest() { graph.resize(20, 51); }
+    int Pixels(int column, const QColor& colour) { return ::Pixels(graph, column, colour); }
+
+    GraphView graph{"Speed"};
+};
+
+}  // namespace
+
+TEST_F(GraphViewTest, EachValueIsAColumnFromTheBottom) {
+    const struct {
+        float value;
+        int blue;
+        int red;
+    } cases[] = {{10, 10, 0}, {0, 0, 0}, {-1, 0, 51}, {NAN, 0, 51}, {50, 50, 0}};
+    for (const auto& c : cases) {
+        graph.AddValue(c.value);
+        const int column = graph.Count() - 1;
+        EXPECT_EQ(Pixels(column, kBlue), c.blue) << c.value;
+        EXPECT_EQ(Pixels(column, kRed), c.red) << c.value;
+    }
+    EXPECT_EQ(graph.grab().toImage().pixelColor(0, 50), kBlue) << "bars stand on the bottom row";
+    EXPECT_EQ(graph.Scale(), 1.0F) << "every value fitted";
+}
+
+TEST_F(GraphViewTest, AValueTooHighHalvesTheScaleUntilItFitsAndItStaysHalved) {
+    graph.AddValue(102);  // twice the height: 102 and 51 do not fit in rows 0 to 50, 25.5 does
+    EXPECT_EQ(Pixels(0, kBlue), 26);
+    EXPECT_EQ(graph.Scale(), 0.25F);
+    graph.AddValue(8);
+    EXPECT_EQ(Pixels(1, kBlue), 2);
+    EXPECT_EQ(graph.Scale(), 0.25F);
+}
+
+TEST_F(GraphViewTest, TheSampleAfterTheLastColumnStartsAgainOnTheLeft) {
+    for (int i = 0; i < 20; ++i) {
+        graph.AddValue(10);
+    }
+    EXPECT_EQ(Pixels(19, kBlue), 10);
+    graph.AddValue(30);
+    EXPECT_EQ(graph.Count(), 1);
+    EXPECT_EQ(Pixels(0, kBlue), 30);
+    EXPECT_EQ(Pixels(1, kBlue), 0) << "the old columns are gone";
+}
+
+TEST_F(GraphViewTest, AWorkerThreadCanAddValues) {
+    std::thread([this] { graph.AddValue(7); }).join();
+    ASSERT_TRUE(WaitUntil([this] { return graph.Count() == 1; }));
+    EXPECT_EQ(Pixels(0, kBlue), 7);
+}
+
+TEST(StatusSpeedPage, PlotsEachMeasuredSecondOfATransfer) {
+    std::atomic<std::int64_t> now = 500;
+    auto status = std::make_unique<StatusWindow>(nullptr, [&now] { return now.load(); });
+    status->SetPulseRate(std::chrono::hours(1));  // the test gives the pulses
+    auto* tabs = status->findChild<QTabWidget*>(QStringLiteral("coucou"));
+    ASSERT_TRUE(tabs != nullptr);
+    ASSERT_EQ(tabs->count(), 2);
+    EXPECT_EQ(tabs->tabText(0), "Plain stat");
+    EXPECT_EQ(tabs->tabText(1), "Speed");
+    auto* graph = qobject_cast<GraphView*>(tabs->widget(1));
+    ASSERT_TRUE(graph != nullptr);
+
+    status->Update();
+    EXPECT_EQ(graph->Count(), 0) << "no transfer yet";
+    status->SetNameFichier("a.bin");
+    status->SetMax(100000);
+    status->SetNbOctet(3000);
+    status->Update();
+    EXPECT_EQ(graph->Count(), 0) << "no whole second measured yet";
+    now = 502;
+    status->SetNbOctet(1000);
+    status->Update();  // 4000 bytes in 2 s
+    now = 503;
+    status->Update();  // stalled
+    ASSERT_EQ(graph->Count(), 2);
+    status->show();
+    tabs->setCurrentIndex(1);
+    // 2000 bytes a second, scaled down to fit: more than half the page high.
+    EXPECT_GT(Pixels(*graph, 0, kBlue), graph->height() / 2);
+    EXPECT_EQ(Pixels(*graph, 1, kBlue), 0) << "a stalled second is an empty column";
+    EXPECT_EQ(Pixels(*graph, 1, kRed), 0);
+}
