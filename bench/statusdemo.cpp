@@ -2,18 +2,24 @@
 //   statusdemo              runs until closed
 //   statusdemo --shots DIR  saves DIR/status-window.png and DIR/log-window.png in the middle
 //                           of the second file, then quits
+//   statusdemo --speed      shows the "Speed" page while large files move at a varying speed,
+//                           one stalled for a while; a demo second lasts 100 ms
+//   statusdemo --speed --shots DIR  saves DIR/status-speed.png once 260 seconds are plotted
 #include <QApplication>
 #include <QDir>
 #include <QPixmap>
 #include <QScreen>
+#include <QTabWidget>
 #include <QTimer>
 
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "GraphView.h"
 #include "LogWindow.h"
 #include "MessageHandler.h"
 #include "StatusWindow.h"
@@ -65,6 +71,59 @@ void Transfer(StatusWindow* status, LogWindow* log, const std::atomic<bool>& qui
     status->SetTypeOperation("Idle.");
 }
 
+// The speed graph's demo: big files, each at its own pace with a wave on it, the second one
+// stalling for 15 s midway.
+struct PacedFile {
+    std::string name;
+    long long size;
+    double bytesPerSecond;
+};
+
+const std::vector<PacedFile> kPacedFiles = {
+    {"debian-12.5.0-amd64-netinst.iso", 120000000, 1500000},
+    {"debian-live-12.5.0-amd64-kde.iso", 70000000, 700000},
+    {"debian-12.5.0-amd64-DVD-1.iso", 400000000, 2200000},
+};
+
+// Time runs ten times faster, so that a screenful of seconds fills in half a minute.
+constexpr int kDemoSecondMs = 100;
+constexpr auto kPacedTick = std::chrono::milliseconds(20);
+constexpr double kTickSeconds = static_cast<double>(kPacedTick.count()) / kDemoSecondMs;
+
+std::int64_t DemoSeconds() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+               .count() /
+           kDemoSecondMs;
+}
+
+void PacedTransfer(StatusWindow* status, LogWindow* log, const std::atomic<bool>& quit) {
+    status->SetTitle("ftp.debian.org");
+    status->SetTypeOperation("Receiving files...");
+    const int count = static_cast<int>(kPacedFiles.size());
+    for (int index = 1; index <= count && !quit; ++index) {
+        const PacedFile& file = kPacedFiles[index - 1];
+        log->AddLine("RETR " + file.name);
+        status->SetNbFile(index, count);
+        status->SetNameFichier(file.name);
+        status->SetMax(file.size);
+        double seconds = 0;
+        for (long long sent = 0; sent < file.size && !quit; seconds += kTickSeconds) {
+            std::this_thread::sleep_for(kPacedTick);
+            if (index == 2 && seconds >= 30 && seconds < 45) {
+                continue;
+            }
+            const double wave = 1 + 0.6 * std::sin(seconds / 4) * std::sin(seconds / 11);
+            const long long chunk =
+                std::min(file.size - sent, std::llround(file.bytesPerSecond * kTickSeconds * wave));
+            status->SetNbOctet(chunk);
+            sent += chunk;
+        }
+        log->AddLine("226 Transfer complete.");
+    }
+    status->SetTypeOperation("Idle.");
+}
+
 // True once the second file is under way and its speed has been measured.
 bool MiddleOfSecondFile(const StatusWindow& status) {
     const StatusView view = status.View();
@@ -82,9 +141,15 @@ int main(int argc, char** argv) {
     const int shotsAt = static_cast<int>(arguments.indexOf(QStringLiteral("--shots")));
     const QString shots =
         shotsAt > 0 && shotsAt + 1 < arguments.size() ? arguments[shotsAt + 1] : QString();
+    const bool speed = arguments.contains(QStringLiteral("--speed"));
 
     FakeSession session;
-    auto* status = new StatusWindow(&session);
+    auto* status = speed ? new StatusWindow(&session, DemoSeconds) : new StatusWindow(&session);
+    auto* graph = status->findChild<GraphView*>(QStringLiteral("Speed"));
+    if (speed) {
+        status->SetPulseRate(std::chrono::milliseconds(kDemoSecondMs));
+        status->findChild<QTabWidget*>()->setCurrentWidget(graph);
+    }
     auto* log = new LogWindow("FTP Log: ftp.debian.org", &session);
     log->setGeometry(560, 200, 451, 300);
     status->show();
@@ -102,10 +167,28 @@ int main(int argc, char** argv) {
 
     std::atomic<bool> quit = false;
     ThreadSet threads;
-    threads.Spawn("ThreadIN", [&] { Transfer(status, log, quit); });
+    threads.Spawn("ThreadIN", [&] {
+        if (speed) {
+            PacedTransfer(status, log, quit);
+        } else {
+            Transfer(status, log, quit);
+        }
+    });
 
     QTimer watch;
-    if (!shots.isEmpty()) {
+    if (speed && !shots.isEmpty()) {
+        QObject::connect(&watch, &QTimer::timeout, [&] {
+            if (graph->Count() < 260) {
+                return;
+            }
+            watch.stop();
+            QDir().mkpath(shots);
+            status->grab().save(shots + QStringLiteral("/status-speed.png"));
+            quit = true;
+            threads.WhenIdle(&session, [] { QApplication::exit(0); });
+        });
+        watch.start(50);
+    } else if (!shots.isEmpty()) {
         QObject::connect(&watch, &QTimer::timeout, [&] {
             if (!MiddleOfSecondFile(*status)) {
                 return;
