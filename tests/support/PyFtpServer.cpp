@@ -9,8 +9,7 @@
 
 PyFtpServer::PyFtpServer(std::vector<Account> accounts, bool anonymous, const std::string& address,
                          int bytesPerSecond)
-    : accounts_(std::move(accounts)), root_(folder_ / "root"), log_(folder_ / "commands.log") {
-    std::filesystem::create_directories(root_ / "pub");
+    : TestServer("pyftpdlib"), accounts_(std::move(accounts)) {
     // Debian's interpreter: the python3 first on PATH may be another one, without pyftpdlib.
     std::vector<std::string> arguments = {"/usr/bin/python3",
                                           std::string(TARVIK_TEST_SUPPORT_DIR) + "/ftpd.py",

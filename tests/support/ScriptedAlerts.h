@@ -17,18 +17,39 @@ public:
         std::vector<std::string> buttons;
     };
 
-    explicit ScriptedAlerts(std::vector<int> answers = {});
-    ~ScriptedAlerts();
+    ScriptedAlerts() {
+        previous_ = Alert::SetResponder(
+            [this](const std::string& text, const std::vector<std::string>& buttons) {
+                std::lock_guard lock(mutex_);
+                asked_.push_back({text, buttons});
+                const int answer = answers_.empty() ? 0 : answers_.front();
+                if (!answers_.empty()) {
+                    answers_.pop_front();
+                }
+                return answer;
+            });
+    }
+    ~ScriptedAlerts() { Alert::SetResponder(std::move(previous_)); }
     ScriptedAlerts(const ScriptedAlerts&) = delete;
     ScriptedAlerts& operator=(const ScriptedAlerts&) = delete;
 
-    void Answer(int index);
-    std::vector<Asked> Alerts() const;
-    std::vector<std::string> Texts() const;
+    void Answer(int index) {
+        std::lock_guard lock(mutex_);
+        answers_.push_back(index);
+    }
+    std::vector<Asked> Alerts() const {
+        std::lock_guard lock(mutex_);
+        return asked_;
+    }
+    std::vector<std::string> Texts() const {
+        std::vector<std::string> texts;
+        for (const Asked& asked : Alerts()) {
+            texts.push_back(asked.text);
+        }
+        return texts;
+    }
 
 private:
-    int Respond(const std::string& text, const std::vector<std::string>& buttons);
-
     mutable std::mutex mutex_;
     std::deque<int> answers_;
     std::vector<Asked> asked_;

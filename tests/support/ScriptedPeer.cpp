@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <stdexcept>
@@ -20,21 +21,203 @@ bool WaitReadable(int fd, int wakeFd, std::chrono::milliseconds timeout) {
     return ready > 0 && fds[1].revents == 0 && fds[0].revents != 0;
 }
 
-}  // namespace
-
-ScriptedPeer::ScriptedPeer() {
-    listenFd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+sockaddr_in Loopback(int port) {
     sockaddr_in address{};
     address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+// A socket listening on a fresh loopback port, and that port.
+int Listen(int& port) {
+    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = Loopback(0);
     socklen_t length = sizeof address;
-    if (listenFd_ < 0 || bind(listenFd_, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
-        listen(listenFd_, 4) != 0 ||
-        getsockname(listenFd_, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+    if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+        listen(fd, 4) != 0 ||
+        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
         throw std::runtime_error("scripted peer cannot listen");
     }
-    port_ = ntohs(address.sin_port);
-    wakeFd_ = eventfd(0, EFD_CLOEXEC);
+    port = ntohs(address.sin_port);
+    return fd;
+}
+
+}  // namespace
+
+// What a step can do with the control connection and its data connections.
+class ScriptedPeer::Connection {
+public:
+    Connection(ScriptedPeer& peer, int fd) : peer_(peer), fd_(fd) {}
+    ~Connection() {
+        CloseData();
+        Close();
+        for (int fd : intruderFds_) {
+            close(fd);
+        }
+    }
+
+    void Send(const std::string& bytes) {
+        if (fd_ >= 0) {
+            [[maybe_unused]] ssize_t sent = send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        }
+    }
+
+    // One line from the client, without its CR LF; empty when the client closed or timed out.
+    std::string ReadLine() {
+        while (fd_ >= 0) {
+            std::size_t end = pending_.find("\r\n");
+            if (end != std::string::npos) {
+                std::string line = pending_.substr(0, end);
+                pending_.erase(0, end + 2);
+                peer_.Locked([&] { peer_.commands_.push_back(line); });
+                return line;
+            }
+            std::string got = Receive(fd_, std::chrono::seconds(10));
+            if (got.empty()) {
+                return {};
+            }
+            pending_ += got;
+        }
+        return {};
+    }
+
+    // Records what the client sends until it closes the connection or the peer stops.
+    void Drain() {
+        while (fd_ >= 0 && !Receive(fd_, std::chrono::seconds(60)).empty()) {
+        }
+    }
+
+    void Close() {
+        if (fd_ >= 0) {
+            close(fd_);
+            fd_ = -1;
+        }
+    }
+
+    void Mismatch(const std::string& text) {
+        peer_.Locked([&] { peer_.mismatches_.push_back(text); });
+    }
+
+    int OpenPassive() {
+        CloseData();
+        int port = 0;
+        passiveFd_ = Listen(port);
+        return port;
+    }
+
+    void ReadPort() {
+        CloseData();
+        std::string line = ReadLine();
+        int n[6] = {};
+        if (std::sscanf(line.c_str(), "PORT %d,%d,%d,%d,%d,%d", &n[0], &n[1], &n[2], &n[3], &n[4],
+                        &n[5]) != 6) {
+            return Mismatch("expected PORT, got " + line);
+        }
+        activePort_ = n[4] * 256 + n[5];
+        peer_.Locked([&] { peer_.announcedPorts_.push_back(activePort_); });
+    }
+
+    void SendData(const std::string& bytes) {
+        int fd = DataConnection();
+        if (fd >= 0) {
+            [[maybe_unused]] ssize_t sent = send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        }
+        CloseData();
+    }
+
+    std::string ReceiveData() {
+        std::string bytes;
+        int fd = DataConnection();
+        for (std::string got; fd >= 0 && !(got = Receive(fd, std::chrono::seconds(10))).empty();) {
+            bytes += got;
+        }
+        CloseData();
+        return bytes;
+    }
+
+    void ResetData(const std::string& bytes) {
+        int fd = DataConnection();
+        if (fd < 0) {
+            return;
+        }
+        if (bytes.empty()) {
+            Receive(fd, std::chrono::seconds(10));
+        } else {
+            [[maybe_unused]] ssize_t sent = send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        }
+        linger reset{1, 0};  // close with RST instead of FIN
+        setsockopt(fd, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+        CloseData();
+    }
+
+    void Intrude(const std::string& fromAddress, const std::string& bytes) {
+        int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in from{};
+        from.sin_family = AF_INET;
+        inet_pton(AF_INET, fromAddress.c_str(), &from.sin_addr);
+        sockaddr_in to = Loopback(activePort_);
+        if (bind(fd, reinterpret_cast<sockaddr*>(&from), sizeof from) != 0 ||
+            connect(fd, reinterpret_cast<sockaddr*>(&to), sizeof to) != 0) {
+            Mismatch("the intruder could not connect");
+        } else {
+            [[maybe_unused]] ssize_t sent = send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        }
+        intruderFds_.push_back(fd);  // kept open: the client must turn it away by itself
+    }
+
+private:
+    // What arrives on fd next, recorded when it is the control connection; empty at its end.
+    std::string Receive(int fd, std::chrono::milliseconds timeout) {
+        char buffer[4096];
+        ssize_t got =
+            WaitReadable(fd, peer_.wakeFd_, timeout) ? recv(fd, buffer, sizeof buffer, 0) : 0;
+        std::string bytes(buffer, static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+        if (fd == fd_) {
+            peer_.Locked([&] { peer_.received_ += bytes; });
+        }
+        return bytes;
+    }
+
+    int DataConnection() {
+        if (dataFd_ < 0 && passiveFd_ >= 0 &&
+            WaitReadable(passiveFd_, peer_.wakeFd_, std::chrono::seconds(10))) {
+            dataFd_ = accept4(passiveFd_, nullptr, nullptr, SOCK_CLOEXEC);
+        } else if (dataFd_ < 0 && activePort_ > 0) {
+            dataFd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+            sockaddr_in address = Loopback(activePort_);
+            if (connect(dataFd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+                close(dataFd_);
+                dataFd_ = -1;
+            }
+        }
+        if (dataFd_ < 0) {
+            Mismatch("no data connection");
+        }
+        return dataFd_;
+    }
+
+    void CloseData() {
+        for (int* fd : {&dataFd_, &passiveFd_}) {
+            if (*fd >= 0) {
+                close(*fd);
+                *fd = -1;
+            }
+        }
+        activePort_ = 0;
+    }
+
+    ScriptedPeer& peer_;
+    int fd_;
+    std::string pending_;
+    int passiveFd_ = -1;
+    int activePort_ = 0;
+    int dataFd_ = -1;
+    std::vector<int> intruderFds_;
+};
+
+ScriptedPeer::ScriptedPeer() : wakeFd_(eventfd(0, EFD_CLOEXEC)) {
+    listenFd_ = Listen(port_);
 }
 
 ScriptedPeer::~ScriptedPeer() {
@@ -60,7 +243,7 @@ ScriptedPeer& ScriptedPeer::Expect(const std::string& prefix) {
     return Do([prefix](Connection& c) {
         std::string line = c.ReadLine();
         if (line.compare(0, prefix.size(), prefix) != 0) {
-            c.Peer().RecordMismatch("expected " + prefix + ", got " + line);
+            c.Mismatch("expected " + prefix + ", got " + line);
         }
     });
 }
@@ -73,13 +256,6 @@ ScriptedPeer& ScriptedPeer::Close() {
     return Do([](Connection& c) { c.Close(); });
 }
 
-ScriptedPeer& ScriptedPeer::Pause(std::chrono::milliseconds duration) {
-    return Do([duration](Connection& c) {
-        pollfd wake{c.Peer().wakeFd_, POLLIN, 0};
-        poll(&wake, 1, static_cast<int>(duration.count()));
-    });
-}
-
 ScriptedPeer& ScriptedPeer::Passive(const std::string& announcedAddress) {
     return Do([announcedAddress](Connection& c) {
         int port = c.OpenPassive();
@@ -90,8 +266,7 @@ ScriptedPeer& ScriptedPeer::Passive(const std::string& announcedAddress) {
 
 ScriptedPeer& ScriptedPeer::Active(const std::string& reply) {
     return Do([reply](Connection& c) {
-        int port = c.ReadPort();
-        c.Peer().RecordPort(port);
+        c.ReadPort();
         c.Send(reply + "\r\n");
     });
 }
@@ -101,7 +276,10 @@ ScriptedPeer& ScriptedPeer::SendData(const std::string& bytes) {
 }
 
 ScriptedPeer& ScriptedPeer::ReceiveData() {
-    return Do([](Connection& c) { c.Peer().RecordData(c.ReceiveData()); });
+    return Do([this](Connection& c) {
+        std::string bytes = c.ReceiveData();
+        Locked([&] { dataReceived_ += bytes; });
+    });
 }
 
 ScriptedPeer& ScriptedPeer::ResetData(const std::string& bytes) {
@@ -127,12 +305,12 @@ void ScriptedPeer::Run() {
                 }
                 step(connection);
             }
-            connection.Close();
         }
     }
-    std::lock_guard lock(mutex_);
-    done_ = true;
-    doneChanged_.notify_all();
+    Locked([this] {
+        done_ = true;
+        doneChanged_.notify_all();
+    });
 }
 
 bool ScriptedPeer::WaitDone(std::chrono::milliseconds timeout) {
@@ -146,230 +324,5 @@ void ScriptedPeer::Stop() {
     [[maybe_unused]] ssize_t written = write(wakeFd_, &one, sizeof one);
     if (thread_.joinable()) {
         thread_.join();
-    }
-}
-
-std::string ScriptedPeer::Received() const {
-    std::lock_guard lock(mutex_);
-    return received_;
-}
-
-std::vector<std::string> ScriptedPeer::Commands() const {
-    std::lock_guard lock(mutex_);
-    return commands_;
-}
-
-std::vector<std::string> ScriptedPeer::Mismatches() const {
-    std::lock_guard lock(mutex_);
-    return mismatches_;
-}
-
-std::string ScriptedPeer::DataReceived() const {
-    std::lock_guard lock(mutex_);
-    return dataReceived_;
-}
-
-std::vector<int> ScriptedPeer::AnnouncedPorts() const {
-    std::lock_guard lock(mutex_);
-    return announcedPorts_;
-}
-
-void ScriptedPeer::RecordData(const std::string& bytes) {
-    std::lock_guard lock(mutex_);
-    dataReceived_ += bytes;
-}
-
-void ScriptedPeer::RecordPort(int port) {
-    std::lock_guard lock(mutex_);
-    announcedPorts_.push_back(port);
-}
-
-void ScriptedPeer::Record(const char* bytes, std::size_t length) {
-    std::lock_guard lock(mutex_);
-    received_.append(bytes, length);
-}
-
-void ScriptedPeer::RecordCommand(const std::string& line) {
-    std::lock_guard lock(mutex_);
-    commands_.push_back(line);
-}
-
-void ScriptedPeer::RecordMismatch(const std::string& text) {
-    std::lock_guard lock(mutex_);
-    mismatches_.push_back(text);
-}
-
-void ScriptedPeer::Connection::Send(const std::string& bytes) {
-    if (fd_ >= 0) {
-        [[maybe_unused]] ssize_t sent = send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    }
-}
-
-std::string ScriptedPeer::Connection::ReadLine(std::chrono::milliseconds timeout) {
-    while (fd_ >= 0) {
-        std::size_t end = pending_.find("\r\n");
-        if (end != std::string::npos) {
-            std::string line = pending_.substr(0, end);
-            pending_.erase(0, end + 2);
-            peer_.RecordCommand(line);
-            return line;
-        }
-        if (!WaitReadable(fd_, peer_.wakeFd_, timeout)) {
-            return {};
-        }
-        char buffer[4096];
-        ssize_t got = recv(fd_, buffer, sizeof buffer, 0);
-        if (got <= 0) {
-            return {};
-        }
-        peer_.Record(buffer, static_cast<std::size_t>(got));
-        pending_.append(buffer, static_cast<std::size_t>(got));
-    }
-    return {};
-}
-
-void ScriptedPeer::Connection::Drain() {
-    while (fd_ >= 0 && WaitReadable(fd_, peer_.wakeFd_, std::chrono::seconds(60))) {
-        char buffer[4096];
-        ssize_t got = recv(fd_, buffer, sizeof buffer, 0);
-        if (got <= 0) {
-            return;
-        }
-        peer_.Record(buffer, static_cast<std::size_t>(got));
-    }
-}
-
-ScriptedPeer::Connection::~Connection() {
-    CloseData();
-    Close();
-    for (int fd : intruderFds_) {
-        close(fd);
-    }
-}
-
-int ScriptedPeer::Connection::OpenPassive() {
-    CloseData();
-    passiveFd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    bind(passiveFd_, reinterpret_cast<sockaddr*>(&address), length);
-    listen(passiveFd_, 1);
-    getsockname(passiveFd_, reinterpret_cast<sockaddr*>(&address), &length);
-    return ntohs(address.sin_port);
-}
-
-int ScriptedPeer::Connection::ReadPort() {
-    CloseData();
-    std::string line = ReadLine();
-    int numbers[6] = {};
-    if (std::sscanf(line.c_str(), "PORT %d,%d,%d,%d,%d,%d", &numbers[0], &numbers[1], &numbers[2],
-                    &numbers[3], &numbers[4], &numbers[5]) != 6) {
-        peer_.RecordMismatch("expected PORT, got " + line);
-        return 0;
-    }
-    activePort_ = numbers[4] * 256 + numbers[5];
-    return activePort_;
-}
-
-int ScriptedPeer::Connection::DataConnection() {
-    if (dataFd_ >= 0) {
-        return dataFd_;
-    }
-    if (passiveFd_ >= 0) {
-        if (WaitReadable(passiveFd_, peer_.wakeFd_, std::chrono::seconds(10))) {
-            dataFd_ = accept4(passiveFd_, nullptr, nullptr, SOCK_CLOEXEC);
-        }
-    } else if (activePort_ > 0) {
-        dataFd_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<uint16_t>(activePort_));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        if (connect(dataFd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-            close(dataFd_);
-            dataFd_ = -1;
-        }
-    }
-    if (dataFd_ < 0) {
-        peer_.RecordMismatch("no data connection");
-    }
-    return dataFd_;
-}
-
-void ScriptedPeer::Connection::SendData(const std::string& bytes) {
-    int fd = DataConnection();
-    if (fd >= 0) {
-        [[maybe_unused]] ssize_t sent = send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    }
-    CloseData();
-}
-
-std::string ScriptedPeer::Connection::ReceiveData() {
-    std::string bytes;
-    int fd = DataConnection();
-    while (fd >= 0 && WaitReadable(fd, peer_.wakeFd_, std::chrono::seconds(10))) {
-        char buffer[4096];
-        ssize_t got = recv(fd, buffer, sizeof buffer, 0);
-        if (got <= 0) {
-            break;
-        }
-        bytes.append(buffer, static_cast<std::size_t>(got));
-    }
-    CloseData();
-    return bytes;
-}
-
-void ScriptedPeer::Connection::ResetData(const std::string& bytes) {
-    int fd = DataConnection();
-    if (fd < 0) {
-        return;
-    }
-    if (bytes.empty()) {
-        char buffer[4096];
-        if (WaitReadable(fd, peer_.wakeFd_, std::chrono::seconds(10))) {
-            [[maybe_unused]] ssize_t got = recv(fd, buffer, sizeof buffer, 0);
-        }
-    } else {
-        [[maybe_unused]] ssize_t sent = send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    }
-    linger reset{1, 0};  // close with RST instead of FIN
-    setsockopt(fd, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
-    CloseData();
-}
-
-void ScriptedPeer::Connection::Intrude(const std::string& fromAddress, const std::string& bytes) {
-    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in from{};
-    from.sin_family = AF_INET;
-    inet_pton(AF_INET, fromAddress.c_str(), &from.sin_addr);
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(static_cast<uint16_t>(activePort_));
-    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (bind(fd, reinterpret_cast<sockaddr*>(&from), sizeof from) != 0 ||
-        connect(fd, reinterpret_cast<sockaddr*>(&to), sizeof to) != 0) {
-        peer_.RecordMismatch("the intruder could not connect");
-    } else {
-        [[maybe_unused]] ssize_t sent = send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    }
-    intruderFds_.push_back(fd);  // kept open: the client must turn it away by itself
-}
-
-void ScriptedPeer::Connection::CloseData() {
-    for (int* fd : {&dataFd_, &passiveFd_}) {
-        if (*fd >= 0) {
-            close(*fd);
-            *fd = -1;
-        }
-    }
-    activePort_ = 0;
-}
-
-void ScriptedPeer::Connection::Close() {
-    if (fd_ >= 0) {
-        close(fd_);
-        fd_ = -1;
     }
 }

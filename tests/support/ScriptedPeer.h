@@ -14,46 +14,6 @@
 // Build the script first, then Start().
 class ScriptedPeer {
 public:
-    // What a step can do with the control connection.
-    class Connection {
-    public:
-        explicit Connection(ScriptedPeer& peer, int fd) : peer_(peer), fd_(fd) {}
-        void Send(const std::string& bytes);
-        // One line from the client, without its CR LF; empty when the client closed or timed out.
-        std::string ReadLine(std::chrono::milliseconds timeout = std::chrono::seconds(10));
-        // Records what the client sends until it closes the connection or the peer stops.
-        void Drain();
-        void Close();
-        int Fd() const { return fd_; }
-        ScriptedPeer& Peer() { return peer_; }
-
-        // Data channel. Passive: listen and announce the port in a 227 reply. Active: read the
-        // client's PORT line, answer 200 and connect to that port when data must flow.
-        int OpenPassive();
-        int ReadPort();
-        void SendData(const std::string& bytes);
-        std::string ReceiveData();
-        // Ends the data connection with a reset after `bytes` (sent) or after the first bytes
-        // received, as a server does when its disk or its process fails.
-        void ResetData(const std::string& bytes);
-        // Connects to the client's active-mode port from another local address first.
-        void Intrude(const std::string& fromAddress, const std::string& bytes);
-        ~Connection();
-
-    private:
-        int DataConnection();
-        void CloseData();
-
-        ScriptedPeer& peer_;
-        int fd_;
-        std::string pending_;
-        int passiveFd_ = -1;
-        int activePort_ = 0;
-        int dataFd_ = -1;
-        std::vector<int> intruderFds_;
-    };
-    using Step = std::function<void(Connection&)>;
-
     ScriptedPeer();
     ~ScriptedPeer();
     ScriptedPeer(const ScriptedPeer&) = delete;
@@ -66,11 +26,12 @@ public:
     ScriptedPeer& Expect(const std::string& prefix);  // one command line that starts so
     ScriptedPeer& Silence();  // answer nothing, keep the connection open until the client leaves
     ScriptedPeer& Close();
-    ScriptedPeer& Pause(std::chrono::milliseconds duration);
-    ScriptedPeer& Do(Step step);
 
     // Data steps: "227 ... (announced address, port)" from a fresh listener; the client's PORT
-    // accepted with 200; a data connection that carries bytes to or from the client.
+    // accepted with 200; a data connection that carries bytes to or from the client; one ended
+    // with a reset after `bytes` (sent) or after the first bytes received, as a server does when
+    // its disk or its process fails; a connection to the client's active-mode port from another
+    // local address, before the server's own.
     ScriptedPeer& Passive(const std::string& announcedAddress = "127,0,0,1");
     ScriptedPeer& Active(const std::string& reply = "200 PORT command successful.");
     ScriptedPeer& SendData(const std::string& bytes);
@@ -83,23 +44,34 @@ public:
     bool WaitDone(std::chrono::milliseconds timeout = std::chrono::seconds(10));
     void Stop();
 
-    std::string Received() const;
-    std::vector<std::string> Commands() const;
+    std::string Received() const {
+        return Locked([this] { return received_; });
+    }
+    std::vector<std::string> Commands() const {
+        return Locked([this] { return commands_; });
+    }
     // Expect steps that saw another line, as "expected X, got Y".
-    std::vector<std::string> Mismatches() const;
+    std::vector<std::string> Mismatches() const {
+        return Locked([this] { return mismatches_; });
+    }
     // Every byte received on data connections, and the ports the client announced with PORT.
-    std::string DataReceived() const;
-    std::vector<int> AnnouncedPorts() const;
-    bool Stopping() const { return stopping_; }
-
-    void Record(const char* bytes, std::size_t length);
-    void RecordCommand(const std::string& line);
-    void RecordMismatch(const std::string& text);
-    void RecordData(const std::string& bytes);
-    void RecordPort(int port);
+    std::string DataReceived() const {
+        return Locked([this] { return dataReceived_; });
+    }
+    std::vector<int> AnnouncedPorts() const {
+        return Locked([this] { return announcedPorts_; });
+    }
 
 private:
+    class Connection;
+    using Step = std::function<void(Connection&)>;
+    ScriptedPeer& Do(Step step);
     void Run();
+    template <typename F>
+    auto Locked(F f) const -> decltype(f()) {
+        std::lock_guard lock(mutex_);
+        return f();
+    }
 
     int listenFd_ = -1;
     int port_ = 0;

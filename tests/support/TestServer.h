@@ -5,24 +5,40 @@
 #include <string>
 #include <vector>
 
+#include "ChildProcess.h"
+#include "TempDir.h"
+
 // A real FTP server started for one test on 127.0.0.1, serving a fresh folder of its own.
 // "/pub" on the server is writable by the test's user on every kind of server.
 class TestServer {
 public:
     virtual ~TestServer() = default;
-
-    virtual std::string Name() const = 0;
-    virtual int Port() const = 0;
-    virtual std::string User() const = 0;
-    virtual std::string Password() const = 0;
+    const std::string& Name() const { return name_; }
+    int Port() const { return port_; }
+    std::string PortText() const { return std::to_string(port_); }
+    virtual std::string User() const { return "anonymous"; }
+    virtual std::string Password() const { return "tarvik@example.org"; }
     // The folder the server shows as "/".
-    virtual const std::filesystem::path& Root() const = 0;
+    const std::filesystem::path& Root() const { return root_; }
+    std::filesystem::path Pub() const { return root_ / "pub"; }
     // Every command line the server received so far, in order.
     virtual std::vector<std::string> Commands() const = 0;
 
-    std::string PortText() const { return std::to_string(Port()); }
-    std::filesystem::path Pub() const { return Root() / "pub"; }
+protected:
+    // Makes root/pub; a server that drops privileges still gets through to pub and writes in it.
+    explicit TestServer(std::string name);
+
+    std::string name_;
+    TempDir folder_{"tarvik-" + name_};
+    std::filesystem::path root_ = folder_ / "root";
+    std::unique_ptr<ChildProcess> process_;
+    int port_ = 0;
 };
 
 // "pyftpdlib", "vsftpd", "pure-ftpd" or "proftpd".
 std::unique_ptr<TestServer> StartTestServer(const std::string& kind);
+
+// vsftpd and proftpd: anonymous log-on. pure-ftpd: one virtual user, and only as root.
+std::unique_ptr<TestServer> StartVsftpd();
+std::unique_ptr<TestServer> StartProftpd();
+std::unique_ptr<TestServer> StartPureFtpd();
