@@ -16,15 +16,11 @@ struct Case {
 };
 
 const Case kCases[] = {
-    // A name of two words keeps its blank.
-    {"drwxr-xr-x 2 ftp ftp 4096 Jan 01 12:00 my dir", Outcome::Entry, Kind::Directory, "my dir",
-     4096},
-    {"-rw-r--r-- 1 ftp ftp 123 Jan 01 12:00 readme", Outcome::Entry, Kind::File, "readme", 123},
     // Runs of blanks between fields, a year instead of a time.
     {"-rw-r--r--    1 owner    group        1234 Jan  1  2024 spaced  name.txt", Outcome::Entry,
      Kind::File, "spaced  name.txt", 1234},
-    // A link is cut at " ->": its target is never part of the name.
-    {"lrwxrwxrwx 1 root root 7 Jan 01 12:00 bin -> usr/bin", Outcome::Entry, Kind::Link, "bin", 7},
+    // A link is cut at " ->": its target is never part of the name. The usual lines of each
+    // kind are read through a whole listing in TransferPeerTest.
     {"lrwxrwxrwx 1 root root 11 Jan 01 12:00 passwd -> /etc/passwd", Outcome::Entry, Kind::Link,
      "passwd", 11},
     // Sizes beyond 32 bits.
@@ -33,19 +29,14 @@ const Case kCases[] = {
     // The line ends inside the eighth field: that field is the name.
     {"-rw-r--r-- 1 a b 5 Jan 01 lonely", Outcome::Entry, Kind::File, "lonely", 5},
     // "." and ".." directories are not shown.
-    {"drwxr-xr-x 2 ftp ftp 4096 Jan 01 12:00 .", Outcome::NotAnEntry, Kind::File, "", 0},
     {"drwxr-xr-x 2 ftp ftp 4096 Jan 01 12:00 ..", Outcome::NotAnEntry, Kind::File, "", 0},
     {"lrwxrwxrwx 2 ftp ftp 4096 Jan 01 12:00 .. -> /", Outcome::NotAnEntry, Kind::File, "", 0},
     // DOS-style listings of Windows servers.
-    {"01-01-20  12:00PM       <DIR>          dos dir", Outcome::Entry, Kind::Directory, "dos dir",
-     0},
-    {"01-01-20  12:00PM             1234 file.txt", Outcome::Entry, Kind::File, "file.txt", 1234},
     {"12-31-2019  23:59                 7 late.txt", Outcome::Entry, Kind::File, "late.txt", 7},
     {"01-01-20  12:00PM       <DIR>          ..", Outcome::NotAnEntry, Kind::File, "", 0},
     {"01-01-20  12:00PM             1 ../up", Outcome::Unsafe, Kind::File, "../up", 1},
     {"01-01-20  12:00PM             1", Outcome::Malformed, Kind::File, "", 0},
     // Lines that are no entries: totals, error texts, devices.
-    {"total 12", Outcome::NotAnEntry, Kind::File, "", 0},
     {"2024 was a good year", Outcome::NotAnEntry, Kind::File, "", 0},
     {"crw-rw-rw- 1 root root 1, 3 Jan 01 12:00 null", Outcome::NotAnEntry, Kind::File, "", 0},
     {"", Outcome::NotAnEntry, Kind::File, "", 0},
@@ -55,7 +46,6 @@ const Case kCases[] = {
     {"-rw-r--r-- 1 ftp ftp 123 Jan 01 12:00   ", Outcome::Malformed, Kind::File, "", 0},
     {"d", Outcome::Malformed, Kind::File, "", 0},
     // Names that would leave the local folder.
-    {"-rw-r--r-- 1 a b 1 Jan 01 12:00 ../x", Outcome::Unsafe, Kind::File, "../x", 1},
     {"-rw-r--r-- 1 a b 1 Jan 01 12:00 a/b", Outcome::Unsafe, Kind::File, "a/b", 1},
     {"drwxr-xr-x 1 a b 1 Jan 01 12:00 ../../etc", Outcome::Unsafe, Kind::Directory, "../../etc", 1},
     {"-rw-r--r-- 1 a b 1 Jan 01 12:00 ..", Outcome::Unsafe, Kind::File, "..", 1},

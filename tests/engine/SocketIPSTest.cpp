@@ -1,8 +1,6 @@
 #include "SocketIPS.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -36,18 +34,6 @@ struct Pair {
     std::unique_ptr<SocketIPS> socket;
     int other = -1;
 };
-
-int UnusedPort() {
-    int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    bind(fd, reinterpret_cast<sockaddr*>(&address), length);
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-    close(fd);
-    return ntohs(address.sin_port);
-}
 
 }  // namespace
 
@@ -112,16 +98,6 @@ TEST(SocketIPSTest, RecvBufOnClosedPeerIsNullWithoutAlertAndOnTimeOutAlerts) {
     EXPECT_EQ(silent.socket->LastRecvState(), SocketIPS::RecvState::TimedOut);
     ASSERT_EQ(alerts.Texts().size(), 1u);
     EXPECT_EQ(alerts.Texts()[0], "Reveive errror.");
-}
-
-TEST(SocketIPSTest, UnknownHostGives1AndRefusedPortGives2) {
-    SocketIPS unknown;
-    EXPECT_EQ(unknown.Connect("no-such-host.invalid", 21), 1);
-    EXPECT_TRUE(unknown.IsClosed());
-    SocketIPS refused;
-    EXPECT_EQ(refused.Connect("127.0.0.1", UnusedPort()), 2);
-    EXPECT_TRUE(refused.IsClosed());
-    EXPECT_EQ(refused.Descriptor(), -1);
 }
 
 TEST(SocketIPSTest, InterrupterWakesABlockedReceiveAtOnce) {

@@ -391,11 +391,13 @@ TEST_F(TransferPeerTest, AnIncompleteListingIsAnError) {
     Sent();
 }
 
-TEST_F(TransferPeerTest, ASecondActiveListingReplacesTheMiniBase) {
+// Sizes come from the last listing; of two entries with one name the first answers.
+TEST_F(TransferPeerTest, ASecondActiveListingReplacesTheSizesOfTheFirst) {
     peer.Reply("220 hi");
     for (const char* name : {"first", "second"}) {
         peer.Active().Expect("LIST").Reply("150 ok");
-        peer.SendData(std::string("-rw-r--r-- 1 a b 5 Jan 01 12:00 ") + name + "\r\n");
+        peer.SendData(std::string("-rw-r--r-- 1 a b 5 Jan 01 12:00 ") + name + "\r\n" +
+                      "-rw-r--r-- 1 a b 9 Jan 01 12:00 " + name + "\r\n");
         peer.Reply("226 done");
     }
     peer.Silence();

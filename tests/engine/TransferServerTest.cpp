@@ -146,13 +146,6 @@ TEST_P(TransferServerTest, StoppedDownloadKeepsItsPartAndResumeCompletesIt) {
     EXPECT_EQ(Count("REST " + std::to_string(partial)), 1);
 }
 
-TEST_P(TransferServerTest, ResumeWithoutLocalFileSendsNoRetr) {
-    TempDir::WriteFile(server->Pub() / "f.bin", "data");
-    EXPECT_EQ(ftp->REGETBINARY("f.bin", Local().c_str(), nullptr, Mode()), 1);
-    EXPECT_EQ(Count("RETR"), 0);
-    EXPECT_FALSE(fs::exists(local / "f.bin"));
-}
-
 TEST_P(TransferServerTest, ListingReadsTheServersLines) {
     fs::create_directories(server->Pub() / "sub dir");
     TempDir::WriteFile(server->Pub() / "file one.txt", "12345");
