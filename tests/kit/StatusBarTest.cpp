@@ -46,10 +46,3 @@ TEST_F(StatusBarTest, WorkersMaySetTheTextAndAddDirectories) {
     bar->SetText(nullptr);
     EXPECT_FALSE(bar->HasText());
 }
-
-TEST_F(StatusBarTest, FollowsTheBottomEdgeLeavingTheResizeCorner) {
-    window.show();
-    EXPECT_EQ(bar->geometry(), QRect(0, 300 - 14, 500 - 14, 14));
-    window.resize(640, 480);
-    EXPECT_EQ(bar->geometry(), QRect(0, 480 - 14, 640 - 14, 14));
-}
