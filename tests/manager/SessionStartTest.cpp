@@ -61,7 +61,6 @@ TEST(SessionStartTest, HostFieldSplitsAtTheFirstSlashIntoBoundedParts) {
         EXPECT_EQ(split.host, c.host) << c.field;
         EXPECT_EQ(split.startPath, c.startPath) << c.field;
     }
-    EXPECT_EQ(SessionStart::Title("H", "anonymous"), "Tarvik Transfer  Host: H Login: anonymous ");
 }
 
 // Every field that reaches the wire: a CR, LF or NUL in it would end the command it goes into
@@ -113,25 +112,6 @@ TEST(SessionStartTest, AFieldThatWouldSplitACommandRefusesTheStart) {
                                                        "\" holds " + what +
                                                        " and cannot be sent to the server.");
         }
-    }
-}
-
-TEST(SessionStartTest, AnEmptyHostOrUserRefusesTheStart) {
-    struct Case {
-        const char* host;
-        const char* user;
-        const char* alert;
-    };
-    const Case cases[] = {
-        {"", "U", "Please enter a Host name."},
-        {"H", "", "Please enter a Username."},
-        {"/only/a/path", "U", "Enter a server name please"},
-    };
-    for (const Case& c : cases) {
-        SessionStart::Form form;
-        form.host = c.host;
-        form.user = c.user;
-        EXPECT_EQ(SessionStart::Refusal(form), c.alert) << c.alert;
     }
 }
 
