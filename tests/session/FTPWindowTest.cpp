@@ -1,5 +1,6 @@
 // The session window against real and scripted servers, offscreen.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -135,6 +136,8 @@ protected:
         local.Write("notes.txt", "local file");
         fs::create_directory(local / "photos");
         fs::create_symlink("notes.txt", local / "shortcut");
+        fs::create_symlink("missing", local / "dangling");
+        mkfifo((local / "fifo").c_str(), 0600);
     }
 
     // A window logged on to the server, both panes filled.
@@ -185,10 +188,12 @@ TEST_F(FTPWindowTest, LogsOnAndFillsBothPanes) {
     EXPECT_EQ(Strings(localDirectories.begin(), localDirectories.begin() + 2),
               (Strings{"..", "/"}));
     EXPECT_TRUE(Holds(window->LocalDirectories(), "photos", EntryStringItem::Directory));
-    // A link may lead to either: it is offered on both lists.
-    EXPECT_TRUE(Holds(window->LocalDirectories(), "shortcut", EntryStringItem::Link));
-    EXPECT_TRUE(Holds(window->LocalFiles(), "shortcut", EntryStringItem::Link));
-    EXPECT_TRUE(Holds(window->LocalFiles(), "notes.txt", EntryStringItem::File));
+    // A link may lead to either, or nowhere: it is offered on both lists. A pipe is on neither.
+    for (const char* link : {"shortcut", "dangling"}) {
+        EXPECT_TRUE(Holds(window->LocalDirectories(), link, EntryStringItem::Link));
+        EXPECT_TRUE(Holds(window->LocalFiles(), link, EntryStringItem::Link));
+    }
+    EXPECT_EQ(Texts(window->LocalFiles()), (Strings{"dangling", "notes.txt", "shortcut"}));
     EXPECT_EQ(window->LocalLabel()->FullText().toStdString(),
               " Local: " + fs::canonical(local.Path()).string() + "/");
     EXPECT_EQ(Texts(window->HostDirectories()), (Strings{"..", "docs", "pub"}));
@@ -340,12 +345,28 @@ protected:
             .Expect("LIST");
     }
 
-    QPointer<FTPWindow> Start(FTPWindow::LogOn logOn) {
+    // Straight to the peer, or through the firewall that logOn names.
+    QPointer<FTPWindow> Start(FTPWindow::LogOn logOn = {}) {
+        if (!logOn.firewall) {
+            logOn.port = std::to_string(peer.Port());
+        }
         peer.Start();
         auto* window = new FTPWindow(QRect(60, 60, 460, 525), "t", "127.0.0.1", "bob", "secret", "",
                                      "", 0, 44000, 1, nullptr);
         window->Init(logOn);
         return window;
+    }
+
+    // The peer plays the firewall, which the host is reached through.
+    FTPWindow::LogOn ThroughFirewall() {
+        FTPWindow::LogOn logOn;
+        logOn.firewall = true;
+        logOn.firewallHost = "127.0.0.1";
+        logOn.firewallPort = std::to_string(peer.Port());
+        logOn.firewallUser = "fwuser";
+        logOn.firewallPassword = "fwpass";
+        logOn.firewallCommand = "USER bob@ftp.example:21";
+        return logOn;
     }
 
     ScriptedAlerts alerts;
@@ -354,9 +375,7 @@ protected:
 
 TEST_F(FTPWindowPeerTest, StopEndsAListingFromASilentServer) {
     LogOnAndList().Reply("150 here it comes").Silence();
-    FTPWindow::LogOn logOn;
-    logOn.port = std::to_string(peer.Port());
-    QPointer<FTPWindow> window = Start(logOn);
+    QPointer<FTPWindow> window = Start();
     ASSERT_TRUE(WaitUntil([&] { return peer.Commands().size() >= 5; }, 10s));
     Settle(200ms);
     EXPECT_TRUE(window->IsBusy());
@@ -372,9 +391,7 @@ TEST_F(FTPWindowPeerTest, StopEndsAListingFromASilentServer) {
 
 TEST_F(FTPWindowPeerTest, ClosingWhileAWorkerWaitsOnASilentServerEndsAtOnce) {
     LogOnAndList().Silence();
-    FTPWindow::LogOn logOn;
-    logOn.port = std::to_string(peer.Port());
-    QPointer<FTPWindow> window = Start(logOn);
+    QPointer<FTPWindow> window = Start();
     ASSERT_TRUE(WaitUntil([&] { return peer.Received().find("LIST") != std::string::npos; }, 10s));
     EXPECT_EQ(window->ThreadsRunning(), 1);
     auto closed = std::chrono::steady_clock::now();
@@ -397,14 +414,7 @@ TEST_F(FTPWindowPeerTest, FirewallLogOnSendsUserPasswordAndCommandInThatOrder) {
         .Expect("MODE S")
         .Reply("200 ok")
         .Silence();
-    FTPWindow::LogOn logOn;
-    logOn.firewall = true;
-    logOn.firewallHost = "127.0.0.1";
-    logOn.firewallPort = std::to_string(peer.Port());
-    logOn.firewallUser = "fwuser";
-    logOn.firewallPassword = "fwpass";
-    logOn.firewallCommand = "USER bob@ftp.example:21";
-    QPointer<FTPWindow> window = Start(logOn);
+    QPointer<FTPWindow> window = Start(ThroughFirewall());
     ASSERT_TRUE(WaitUntil([&] { return peer.Received().find("PASV") != std::string::npos; }, 10s));
     EXPECT_EQ(peer.Received(),
               "fwuser\r\nfwpass\r\nUSER bob@ftp.example:21\r\nPASS secret\r\nMODE S\r\nPASV\r\n");
@@ -421,14 +431,7 @@ TEST_F(FTPWindowPeerTest, AFirewallThatRefusesALineIsReportedInItsOwnWords) {
         .Expect("fwpass")
         .Reply("530 Bad firewall password.")
         .Silence();
-    FTPWindow::LogOn logOn;
-    logOn.firewall = true;
-    logOn.firewallHost = "127.0.0.1";
-    logOn.firewallPort = std::to_string(peer.Port());
-    logOn.firewallUser = "fwuser";
-    logOn.firewallPassword = "fwpass";
-    logOn.firewallCommand = "USER bob@ftp.example:21";
-    QPointer<FTPWindow> window = Start(logOn);
+    QPointer<FTPWindow> window = Start(ThroughFirewall());
     ASSERT_TRUE(WaitUntil([&] { return window.isNull(); }, 10s));
     EXPECT_EQ(alerts.Texts(), std::vector<std::string>{
                                   "The firewall refused the log-on:\n530 Bad firewall password."});

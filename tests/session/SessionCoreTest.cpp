@@ -1,6 +1,5 @@
 // The session window's pure logic: host paths, the order of the panes, the local directory.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -79,28 +78,6 @@ TEST(ListingSortTest, VerboseSortReportsEveryPass) {
     EXPECT_EQ(texts.front(), "Sorting...[0/1000]");
     EXPECT_EQ(texts[998], "Sorting...[998/1000]");
     EXPECT_EQ(texts.back(), "Sorting...ok");
-}
-
-TEST(LocalListingTest, LinksAppearInBothListsAndOddFilesNowhere) {
-    TempDir folder;
-    folder.Write("plain.txt", "x");
-    fs::create_directory(folder / "sub");
-    fs::create_symlink("plain.txt", folder / "link");
-    fs::create_symlink("missing", folder / "dangling");
-    ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
-    auto contents = LocalListing::Read(folder.Path().string());
-    auto names = [](const std::vector<EntryStringItem>& items) {
-        Strings out;
-        for (const auto& item : items) {
-            out.push_back(item.text + ":" + std::to_string(item.type));
-        }
-        std::sort(out.begin(), out.end());
-        return out;
-    };
-    EXPECT_EQ(names(contents.directories), (Strings{"dangling:2", "link:2", "sub:1"}));
-    EXPECT_EQ(names(contents.files), (Strings{"dangling:2", "link:2", "plain.txt:0"}));
-    EXPECT_TRUE(contents.files.front().path.starts_with(folder.Path().string() + "/"));
-    EXPECT_TRUE(LocalListing::Read("/no/such/folder").files.empty());
 }
 
 TEST(LocalListingTest, ResolvesChangesOfDirectory) {
