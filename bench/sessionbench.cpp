@@ -8,8 +8,9 @@
 //       the window's recursive send of the local folder into the host folder URL
 //   sessionbench [--active|--passive] [--ascii] --get-file URL LOCALDIR
 //       the window's get of one host file, on the session's own connection
-// --hold keeps the window open afterwards and --ask shows the window's questions as boxes instead
-// of answering their first button (both for screenshots under Xvfb). The transfers exit 0 only
+// --hold keeps the window open afterwards, --ask shows the window's questions as boxes instead
+// of answering their first button, and --rename NAME opens the rename prompt of the host file
+// NAME after the listing (all for screenshots under Xvfb). The transfers exit 0 only
 // when every file moved.
 #include <QAction>
 #include <QApplication>
@@ -71,6 +72,7 @@ struct Options {
     bool ascii = false;
     bool ask = false;
     int hold = 0;
+    std::string rename;
     std::vector<std::string> words;
 };
 
@@ -80,7 +82,7 @@ int Usage() {
                  "       sessionbench [--active|--passive] [--ascii] --get-tree URL LOCALDIR\n"
                  "       sessionbench [--active|--passive] [--ascii] --put-tree LOCALDIR/dir URL\n"
                  "       sessionbench [--active|--passive] [--ascii] --get-file URL LOCALDIR\n"
-                 "       any of them with --hold SECONDS and --ask\n");
+                 "       any of them with --hold SECONDS, --ask and --rename NAME\n");
     return 64;
 }
 
@@ -93,6 +95,8 @@ bool Parse(int argc, char** argv, Options& options) {
             options.ascii = true;
         } else if (word == "--ask") {
             options.ask = true;
+        } else if (word == "--rename" && i + 1 < argc) {
+            options.rename = argv[++i];
         } else if (word == "--hold" && i + 1 < argc) {
             options.hold = std::atoi(argv[++i]);
         } else if (word == "--get-tree" || word == "--put-tree" || word == "--get-file") {
@@ -251,6 +255,10 @@ int main(int argc, char** argv) {
     } else {
         fs::path local = options.mode == "put-tree" ? options.words[0] : options.words[1];
         result = Transfer(window, *url, options, fs::absolute(local), stalls);
+    }
+    if (window != nullptr && !options.rename.empty() &&
+        window->HostFiles()->SelectText(options.rename)) {
+        window->PostMessage(Message(FTPWindow::kRenameHostFiles));
     }
     if (options.hold > 0) {
         QTimer::singleShot(options.hold * 1000, &application, &QApplication::quit);

@@ -8,6 +8,8 @@ packages=(
     googletest libgtest-dev
     clang libclang-rt-14-dev
     vsftpd python3 python3-pyftpdlib lftp curl wget
+    # tar and gzip come with every system; unzip unpacks zip archives
+    unzip
     # libraries of pure-ftpd and proftpd, which ftp-servers.sh unpacks without installing
     libsodium23 libssl3 libcap2 libhiredis0.14 libmemcached11 libmemcachedutil2 libpcre2-posix3
     xvfb xauth imagemagick

@@ -28,6 +28,7 @@
 #include "SessionLayout.h"
 #include "StatusBar.h"
 #include "StatusWindow.h"
+#include "ViewFolder.h"
 
 namespace {
 
@@ -47,7 +48,9 @@ FTPWindow::FTPWindow(QRect frame, const std::string& title, const std::string& h
       password_(password),
       firstDataPort_(firstDataPort),
       passive_(passive),
-      ftp_(std::make_unique<FTPcommand>()) {
+      ftp_(std::make_unique<FTPcommand>()),
+      viewFolder_(std::make_shared<ViewFolder>()) {
+    ftp_->SetViewFolder(viewFolder_);
     setWindowTitle(QString::fromStdString(title));
     setAcceptDrops(true);
     ui_ = SessionLayout::Build(this, this, application);
@@ -151,6 +154,27 @@ const std::unordered_map<std::uint32_t, FTPWindow::Handler>& FTPWindow::Handlers
          [](W& w, M) {
              w.Prompt("Create a new host directory...", "Directory :", "foo", kMakeHostFolder);
          }},
+        {kMakeLocalFolder,
+         [](W& w, M m) {
+             if (!w.busy_) {
+                 w.MKDLOCAL(PromptOf(m));
+             }
+         }},
+        {kMakeHostFolder, [](W& w, M m) { w.MKDDISTANT(PromptOf(m)); }},
+        {kRemoveLocalFolder, [](W& w, M) { w.RMDLOCAL(); }},
+        {kRemoveHostFolder, [](W& w, M) { w.RMDDISTANT(); }},
+        {kDeleteLocalFiles, [](W& w, M) { w.DELLOCAL(); }},
+        {kDeleteHostFiles, [](W& w, M) { w.DELDISTANT(); }},
+        {kRenameLocal,
+         [](W& w, M m) { w.RenameLocal(m.FindString("opt").value_or(""), PromptOf(m)); }},
+        {kRenameHost,
+         [](W& w, M m) { w.RenameHost(m.FindString("opt").value_or(""), PromptOf(m)); }},
+        {kViewLocal, [](W& w, M) { w.VIEWLOCAL(); }},
+        {kViewHost, [](W& w, M) { w.VIEWDISTANT(); }},
+        {kUntar, [](W& w, M) { w.Unpack(ArchiveUnpacker::Kind::Tar); }},
+        {kUnzip, [](W& w, M) { w.Unpack(ArchiveUnpacker::Kind::Zip); }},
+        {kGunzip, [](W& w, M) { w.Unpack(ArchiveUnpacker::Kind::Gzip); }},
+        {kExec, [](W& w, M) { w.EXEC(); }},
         {kToggleAscii, [](W& w, M) { w.ToggleAscii(); }},
         // Never busy-guarded: it interrupts the running host operation at once.
         {kStop, [](W& w, M) { w.ftp_->STOP(); }},
@@ -199,8 +223,6 @@ const std::unordered_map<std::uint32_t, FTPWindow::Handler>& FTPWindow::Handlers
 void FTPWindow::MessageReceived(const Message& message) {
     if (auto found = Handlers().find(message.what); found != Handlers().end()) {
         found->second(*this, message);
-    } else {
-        NotYetAvailable(message);
     }
 }
 
@@ -286,29 +308,6 @@ void FTPWindow::StartTree(bool get) {
         WalkTree(get, folder);
         RemoteEnd();
     });
-}
-
-void FTPWindow::NotYetAvailable(const Message& message) {
-    // File commands come with their own work; until then they are only noted.
-    static const std::uint32_t kLater[] = {kRemoveLocalFolder,
-                                           kRemoveHostFolder,
-                                           kDeleteLocalFiles,
-                                           kDeleteHostFiles,
-                                           kViewLocal,
-                                           kViewHost,
-                                           kMakeHostFolder,
-                                           kMakeLocalFolder,
-                                           kGunzip,
-                                           kUntar,
-                                           kExec,
-                                           kRenameLocal,
-                                           kRenameHost,
-                                           kUnzip,
-                                           kSimpleData,
-                                           kRefsReceived};
-    if (std::find(std::begin(kLater), std::end(kLater), message.what) != std::end(kLater)) {
-        LogLine("Command " + std::to_string(message.what) + " is not available in this version.");
-    }
 }
 
 bool FTPWindow::SpawnHost(const char* name, std::function<void()> operation) {

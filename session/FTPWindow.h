@@ -12,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "ArchiveUnpacker.h"
 #include "Cache.h"
 #include "EntryStringItem.h"
 #include "LocalListing.h"
@@ -29,6 +30,7 @@ class PathLabel;
 class QPushButton;
 class StatusBar;
 class StatusWindow;
+class ViewFolder;
 
 // The window of one FTP session: the local machine on the left, the host on the right, each a
 // directory list above a file list, with the buttons between and below them.
@@ -180,7 +182,6 @@ private:
     void Prompt(const char* title, const char* label, const char* text, std::uint32_t answer,
                 std::optional<std::string> option = std::nullopt);
     void PromptRenames(LPBListView* list, bool folders, bool local);
-    void NotYetAvailable(const Message& message);
     void ToggleLog();
     void ToggleFullListing();
     void ShowLocalSelection();
@@ -235,6 +236,22 @@ private:
     void SetType(FTPcommand& command, std::atomic<int>& type, bool binary);
     void SetOperation(StatusWindow* status, const char* text);
 
+    // File and folder commands (FTPWindowCommands.cpp), started on the GUI thread.
+    std::string LocalPath(const std::string& name) const;
+    void MKDLOCAL(const std::string& name);
+    void RMDLOCAL();
+    void DELLOCAL();
+    void RenameLocal(const std::string& from, const std::string& to);
+    void VIEWLOCAL();
+    void OpenWithDesktop(const std::string& path);
+    void Unpack(ArchiveUnpacker::Kind kind);
+    void EXEC();
+    void MKDDISTANT(const std::string& name);
+    void RMDDISTANT();
+    void DELDISTANT();
+    void RenameHost(const std::string& from, const std::string& to);
+    void VIEWDISTANT();
+
     // Closing.
     void Teardown();
 
@@ -266,6 +283,8 @@ private:
     Cache cache_;  // touched by the one host operation that runs at a time
 
     std::unique_ptr<FTPcommand> ftp_;
+    // Host files fetched to be viewed; removed with the window.
+    std::shared_ptr<ViewFolder> viewFolder_;
     // Second connections running now: a closing window stops them.
     std::mutex detachedMutex_;
     std::vector<FTPcommand*> detached_;

@@ -1,0 +1,280 @@
+// File and folder commands of the session window on both sides, viewing, and unpacking archives
+// that try to write outside the local folder.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QLineEdit>
+#include <QProcess>
+#include <QUrl>
+
+#include "Alert.h"
+#include "LPBListView.h"
+#include "PromptW.h"
+#include "PyFtpServer.h"
+#include "SessionFixture.h"
+
+namespace {
+
+// Stands in for the desktop's viewer: keeps the files it was asked to open.
+class Viewer : public QObject {
+    Q_OBJECT
+
+public:
+    Viewer() { QDesktopServices::setUrlHandler("file", this, "Open"); }
+    ~Viewer() override { QDesktopServices::unsetUrlHandler("file"); }
+    std::vector<std::string> opened;
+
+public slots:
+    void Open(const QUrl& url) { opened.push_back(url.toLocalFile().toStdString()); }
+};
+
+std::vector<PromptW*> OpenPrompts() {
+    std::vector<PromptW*> prompts;
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (auto* prompt = qobject_cast<PromptW*>(widget); prompt && prompt->isVisible()) {
+            prompts.push_back(prompt);
+        }
+    }
+    return prompts;
+}
+
+class HostCommandsTest : public SessionFixture, public ::testing::TestWithParam<std::string> {
+protected:
+    void SetUp() override {
+        Alert::InstallEngineHook();
+        server = StartTestServer(GetParam());
+        work = server->Pub() / "work";
+        fs::create_directories(work / "full");
+        TempDir::WriteFile(work / "full" / "inside.txt", "x");
+        for (const char* name : {"a.txt", "b.txt", "c.txt", "one.txt", "two.txt"}) {
+            TempDir::WriteFile(work / name, name);
+        }
+        for (const auto& entry : fs::recursive_directory_iterator(work)) {
+            fs::permissions(entry.path(), fs::perms::all);
+        }
+        fs::permissions(work, fs::perms::all);
+    }
+    void TearDown() override { Close(); }
+
+    bool HostLists(const char* name) {
+        return window_->HostFiles()->SelectText(name) ||
+               window_->HostDirectories()->SelectText(name);
+    }
+
+    std::unique_ptr<TestServer> server;
+    fs::path work;
+};
+
+TEST_P(HostCommandsTest, MakeRemoveDeleteRenameAndViewEachShowTheirOutcome) {
+    Viewer viewer;
+    Open(*server, 1, "/pub/work");
+    Issue(Message(FTPWindow::kMakeHostFolder).AddString("prompt", "made"));
+    EXPECT_TRUE(fs::is_directory(work / "made"));
+    EXPECT_TRUE(HostLists("made")) << "listed again";
+
+    ASSERT_TRUE(window_->HostDirectories()->SelectText("full"));
+    Issue(Message(FTPWindow::kRemoveHostFolder));
+    EXPECT_EQ(alerts.Texts(), (std::vector<std::string>{
+                                  "Impossible to delete this directory.\n(Not found/Not empty/No "
+                                  "access.)"}));
+    window_->HostDirectories()->UnSelectAll();
+    ASSERT_TRUE(window_->HostDirectories()->SelectText("made"));
+    Issue(Message(FTPWindow::kRemoveHostFolder));
+    EXPECT_FALSE(fs::exists(work / "made"));
+    EXPECT_FALSE(HostLists("made"));
+
+    for (const char* name : {"a.txt", "b.txt", "c.txt"}) {
+        ASSERT_TRUE(window_->HostFiles()->SelectText(name));
+    }
+    fs::remove(work / "b.txt");  // listed, gone when its turn comes
+    Issue(Message(FTPWindow::kDeleteHostFiles));
+    EXPECT_EQ(alerts.Texts().size(), 2u) << "one alert for the missing file";
+    EXPECT_EQ(alerts.Texts().back(), "Impossible to delete this file.\n(Not found/No access)");
+    EXPECT_FALSE(fs::exists(work / "a.txt") || fs::exists(work / "c.txt"));
+    EXPECT_FALSE(HostLists("a.txt") || HostLists("c.txt"));
+
+    window_->HostFiles()->UnSelectAll();
+    ASSERT_TRUE(window_->HostFiles()->SelectText("one.txt"));
+    Issue(Message(FTPWindow::kViewHost));
+    ASSERT_EQ(viewer.opened.size(), 1u);
+    EXPECT_EQ(TempDir::Read(viewer.opened[0]), "one.txt");
+    EXPECT_FALSE(fs::exists(local / "one.txt")) << "viewed files stay out of the local folder";
+
+    ASSERT_TRUE(window_->HostFiles()->SelectText("two.txt"));
+    window_->PostMessage(Message(FTPWindow::kRenameHostFiles));
+    ASSERT_TRUE(WaitUntil([] { return OpenPrompts().size() == 2; }));
+    for (PromptW* prompt : OpenPrompts()) {
+        prompt->Field()->setText("renamed " + prompt->Field()->text());
+        prompt->PostMessage(Message(PromptW::kOk));
+        ASSERT_TRUE(WaitUntil([&] { return window_->IsBusy(); }, 5s));
+        ASSERT_TRUE(WaitUntil([&] { return !window_->IsBusy(); }, 10s));
+    }
+    EXPECT_TRUE(fs::exists(work / "renamed one.txt") && fs::exists(work / "renamed two.txt"));
+    EXPECT_TRUE(WaitUntil([&] { return HostLists("renamed two.txt"); }));
+    EXPECT_EQ(alerts.Texts().size(), 2u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Servers, HostCommandsTest, ::testing::Values("pyftpdlib", "vsftpd"));
+
+class LocalCommandsTest : public SessionFixture, public ::testing::Test {
+protected:
+    void SetUp() override {
+        fs::create_directory(outside.Path() / "chosen");
+        local_ = outside.Path() / "chosen";
+        window_ = new FTPWindow(QRect(60, 60, 460, 525), "local", "127.0.0.1", server.User(),
+                                server.Password(), "", "", 0, 45000, 1, &application);
+        FTPWindow::LogOn logOn;
+        logOn.port = server.PortText();
+        logOn.localDirectory = local_.string();
+        window_->Init(logOn);
+        ASSERT_TRUE(WaitUntil([&] { return !window_->IsLoggingOn() && !window_->IsBusy(); }));
+    }
+    void TearDown() override { Close(); }
+    // Posts a local command and waits for its worker.
+    void Run(Message message) {
+        window_->PostMessage(std::move(message));
+        Settle(30ms);
+        ASSERT_TRUE(WaitUntil([&] { return window_->ThreadsRunning() == 0; }, 20s));
+        Settle(30ms);
+    }
+    void Select(LPBListView* list, const std::string& name) {
+        list->UnSelectAll();
+        ASSERT_TRUE(WaitUntil([&] { return list->SelectText(name); })) << name;
+    }
+
+    PyFtpServer server;
+    TempDir outside;
+    fs::path local_;
+};
+
+TEST_F(LocalCommandsTest, NamesThatAShellWouldReadAreOnlyNames) {
+    const std::string names[] = {"with blanks", "quo\"te's", "$(touch x)",
+                                 "semi;colon",  "-leading",  "new\nline"};
+    for (const std::string& name : names) {
+        Run(Message(FTPWindow::kMakeLocalFolder).AddString("prompt", name + " dir"));
+        EXPECT_TRUE(fs::is_directory(local_ / (name + " dir"))) << name;
+        TempDir::WriteFile(local_ / name, "mine");
+        Run(Message(FTPWindow::kReloadLocal));
+        Run(Message(FTPWindow::kRenameLocal)
+                .AddString("opt", name)
+                .AddString("prompt", name + "2"));
+        EXPECT_EQ(TempDir::Read(local_ / (name + "2")), "mine") << name;
+        Select(window_->LocalFiles(), name + "2");
+        Run(Message(FTPWindow::kDeleteLocalFiles));
+        Select(window_->LocalDirectories(), name + " dir");
+        Run(Message(FTPWindow::kRemoveLocalFolder));
+        EXPECT_EQ(alerts.Texts().back(), "Remove the empty local folder \"" + name + " dir\"?");
+    }
+    EXPECT_TRUE(fs::is_empty(local_)) << "each command changed exactly its own name";
+    EXPECT_FALSE(fs::exists("x") || fs::exists(local_ / "x"));
+}
+
+TEST_F(LocalCommandsTest, RemovingAFolderAsksAndNeverTakesTheFoldersAround) {
+    TempDir::WriteFile(local_ / "full" / "one", "1");
+    TempDir::WriteFile(local_ / "full" / "two", "2");
+    TempDir::WriteFile(local_ / "other", "renaming onto me must not replace me");
+    TempDir::WriteFile(local_ / "mine", "mine");
+    Run(Message(FTPWindow::kReloadLocal));
+    Select(window_->LocalDirectories(), "full");
+    alerts.Answer(1);  // Cancel
+    Run(Message(FTPWindow::kRemoveLocalFolder));
+    EXPECT_EQ(alerts.Texts().back(),
+              "Remove the local folder \"full\" and the 2 entries it holds?");
+    EXPECT_TRUE(fs::exists(local_ / "full" / "two"));
+    for (const char* around : {"..", "/"}) {
+        Select(window_->LocalDirectories(), around);
+        Run(Message(FTPWindow::kRemoveLocalFolder));
+        EXPECT_NE(alerts.Texts().back().find("never removed"), std::string::npos);
+    }
+    Run(Message(FTPWindow::kRenameLocal).AddString("opt", "mine").AddString("prompt", "other"));
+    EXPECT_EQ(TempDir::Read(local_ / "other"), "renaming onto me must not replace me");
+    EXPECT_TRUE(fs::exists(local_ / "full" / "one") && fs::exists(local_ / "mine"));
+}
+
+TEST_F(LocalCommandsTest, ArchivesUnpackWhollyAndHostileEntriesStayOut) {
+    const char* script = R"(
+import gzip, io, sys, tarfile, zipfile
+folder = sys.argv[1]
+def tar(path, entries, mode="w"):
+    with tarfile.open(folder + "/" + path, mode) as archive:
+        for name, data, link in entries:
+            info = tarfile.TarInfo(name)
+            if link is not None:
+                info.type, info.linkname = tarfile.SYMTYPE, link
+            elif data is None:
+                info.type = tarfile.DIRTYPE
+            else:
+                info.size = len(data)
+            archive.addfile(info, io.BytesIO(data or b""))
+def zip(path, entries):
+    with zipfile.ZipFile(folder + "/" + path, "w") as archive:
+        for name, data in entries:
+            archive.writestr(name, data)
+tree = [("t", None, None), ("t/a b.txt", b"ab", None), ("t/q\"uo\nte", b"q", None),
+        ("t/sub", None, None), ("t/sub/deep", b"deep", None), ("t/ln", None, "a b.txt")]
+tar("plain.tar", tree)
+tar("plain.tar.gz", [(n.replace("t", "g", 1), d, l) for n, d, l in tree], "w:gz")
+zip("plain.zip", [("z/one", b"1"), ("z/two/three", b"3")])
+open(folder + "/single.txt.gz", "wb").write(gzip.compress(b"single"))
+tar("climb.tar", [("../x", b"x", None), ("/abs", b"a", None), ("fine1", b"f", None)])
+tar("link.tar", [("l", None, ".."), ("l/x", b"x", None), ("fine2", b"f", None)])
+zip("climb.zip", [("../x", b"x"), ("fine3", b"f")])
+)";
+    ASSERT_EQ(QProcess::execute("/usr/bin/python3",
+                                {"-c", script, QString::fromStdString(local_.string())}),
+              0);
+    Run(Message(FTPWindow::kReloadLocal));
+    struct Case {
+        const char* archive;
+        std::uint32_t code;
+        std::vector<std::string> skipped;
+    };
+    const Case cases[] = {
+        {"plain.tar", FTPWindow::kUntar, {}},
+        {"plain.tar.gz", FTPWindow::kUntar, {}},
+        {"plain.zip", FTPWindow::kUnzip, {}},
+        {"single.txt.gz", FTPWindow::kGunzip, {}},
+        {"climb.tar", FTPWindow::kUntar, {"../x", "/abs"}},
+        {"link.tar", FTPWindow::kUntar, {"l", "l/x"}},
+        {"climb.zip", FTPWindow::kUnzip, {"../x"}},
+    };
+    for (const Case& test : cases) {
+        std::size_t before = alerts.Texts().size();
+        Select(window_->LocalFiles(), test.archive);
+        Run(Message(test.code));
+        if (test.skipped.empty()) {
+            EXPECT_EQ(alerts.Texts().size(), before)
+                << test.archive << ": " << alerts.Texts().back();
+            continue;
+        }
+        ASSERT_EQ(alerts.Texts().size(), before + 1) << test.archive;
+        for (const std::string& name : test.skipped) {
+            EXPECT_NE(alerts.Texts().back().find("\n" + name), std::string::npos) << name;
+        }
+    }
+    for (const char* root : {"t", "g"}) {
+        fs::path tree = local_ / root;
+        EXPECT_EQ(TempDir::Read(tree / "a b.txt"), "ab");
+        EXPECT_EQ(TempDir::Read(tree / "q\"uo\nte"), "q");
+        EXPECT_EQ(TempDir::Read(tree / "sub" / "deep"), "deep");
+        EXPECT_EQ(fs::read_symlink(tree / "ln"), "a b.txt");
+    }
+    EXPECT_EQ(TempDir::Read(local_ / "z" / "two" / "three"), "3");
+    EXPECT_EQ(TempDir::Read(local_ / "single.txt"), "single");
+    for (const char* fine : {"fine1", "fine2", "fine3"}) {
+        EXPECT_TRUE(fs::exists(local_ / fine)) << fine;
+    }
+    for (const auto& entry : fs::directory_iterator(outside.Path())) {
+        EXPECT_EQ(entry.path(), local_) << "nothing lands beside the local folder";
+    }
+    EXPECT_FALSE(fs::exists(local_ / "x") || fs::exists(local_ / "abs") || fs::exists("/abs"));
+    EXPECT_FALSE(fs::exists(local_ / "l"));
+    for (const auto& entry : fs::directory_iterator(local_)) {
+        EXPECT_FALSE(entry.path().filename().string().starts_with(".tarvik-unpack"));
+    }
+}
+
+}  // namespace
+
+#include "FileCommandsTest.moc"
