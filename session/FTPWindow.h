@@ -237,6 +237,7 @@ private:
     void SetOperation(StatusWindow* status, const char* text);
 
     // File and folder commands (FTPWindowCommands.cpp), started on the GUI thread.
+    std::vector<std::string> SelectedOrNothing(LPBListView* list);
     std::string LocalPath(const std::string& name) const;
     void MKDLOCAL(const std::string& name);
     void RMDLOCAL();

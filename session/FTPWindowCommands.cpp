@@ -73,6 +73,15 @@ std::string SkippedText(const std::string& archive, const std::vector<std::strin
 
 }  // namespace
 
+// The names selected in a list; with none, the user hears "Nothing to do.".
+std::vector<std::string> FTPWindow::SelectedOrNothing(LPBListView* list) {
+    std::vector<std::string> names = list->SelectedTexts();
+    if (names.empty()) {
+        Alert::Go("Nothing to do.");
+    }
+    return names;
+}
+
 std::string FTPWindow::LocalPath(const std::string& name) const {
     return HostPath::WithSlash(LocalDirectory()) + name;
 }
@@ -129,9 +138,8 @@ void FTPWindow::RMDLOCAL() {
 }
 
 void FTPWindow::DELLOCAL() {
-    std::vector<std::string> names = ui_.localFiles->SelectedTexts();
+    std::vector<std::string> names = SelectedOrNothing(ui_.localFiles);
     if (names.empty()) {
-        Alert::Go("Nothing to do.");
         return;
     }
     SpawnLocal("ThreadDELLOCAL", [this, names] {
@@ -166,9 +174,8 @@ void FTPWindow::RenameLocal(const std::string& from, const std::string& to) {
 }
 
 void FTPWindow::VIEWLOCAL() {
-    std::vector<std::string> names = ui_.localFiles->SelectedTexts();
+    std::vector<std::string> names = SelectedOrNothing(ui_.localFiles);
     if (names.empty()) {
-        Alert::Go("Nothing to do.");
         return;
     }
     for (const std::string& name : names) {
@@ -184,9 +191,8 @@ void FTPWindow::OpenWithDesktop(const std::string& path) {
 }
 
 void FTPWindow::Unpack(ArchiveUnpacker::Kind kind) {
-    std::vector<std::string> names = ui_.localFiles->SelectedTexts();
+    std::vector<std::string> names = SelectedOrNothing(ui_.localFiles);
     if (names.empty()) {
-        Alert::Go("Nothing to do.");
         return;
     }
     const char* thread = kind == ArchiveUnpacker::Kind::Tar   ? "ThreadUNTAR"
@@ -211,9 +217,8 @@ void FTPWindow::Unpack(ArchiveUnpacker::Kind kind) {
 
 // Runs the selected programs themselves, in the local folder, each on its own.
 void FTPWindow::EXEC() {
-    std::vector<std::string> names = ui_.localFiles->SelectedTexts();
+    std::vector<std::string> names = SelectedOrNothing(ui_.localFiles);
     if (names.empty()) {
-        Alert::Go("Nothing to do.");
         return;
     }
     QString folder = QString::fromStdString(LocalDirectory());
@@ -269,9 +274,8 @@ void FTPWindow::DELDISTANT() {
     if (busy_) {
         return;  // dropped, as every host command while another runs
     }
-    std::vector<std::string> names = ui_.hostFiles->SelectedTexts();
+    std::vector<std::string> names = SelectedOrNothing(ui_.hostFiles);
     if (names.empty()) {
-        Alert::Go("Nothing to do.");
         return;
     }
     SpawnHost("ThreadDELDISTANT", [this, names] {
@@ -312,9 +316,8 @@ void FTPWindow::VIEWDISTANT() {
     if (busy_) {
         return;  // dropped, as every host command while another runs
     }
-    std::vector<std::string> names = ui_.hostFiles->SelectedTexts();
+    std::vector<std::string> names = SelectedOrNothing(ui_.hostFiles);
     if (names.empty()) {
-        Alert::Go("Nothing to do.");
         return;
     }
     SpawnHost("ThreadVIEWDISTANT", [this, names] {

@@ -64,6 +64,22 @@ struct FTPWindow::TreeWalk {
         ++skipped;
     }
 
+    // The plain files of a listing; links and names that cannot be a file name are left out.
+    std::vector<std::string> PlainFiles(FTPWindow& window,
+                                        const std::vector<EntryStringItem>& items) {
+        std::vector<std::string> files;
+        for (const EntryStringItem& item : items) {
+            if (item.type != EntryStringItem::File) {
+                Skip(window, "Link not followed: ", item.text);
+            } else if (!IsPlainName(item.text)) {
+                Skip(window, "Name skipped: ", item.text);
+            } else {
+                files.push_back(item.text);
+            }
+        }
+        return files;
+    }
+
     bool IsInside(const std::string& path) const {
         return std::find(hostFolders.begin(), hostFolders.end(), path) != hostFolders.end();
     }
@@ -333,16 +349,7 @@ bool FTPWindow::RECURIN(const std::string& name, TreeWalk& walk, int depth) {
 
 // The files of the folder just listed, then its folders; links are neither followed nor made.
 bool FTPWindow::GetFolderContents(const HostLists& listing, TreeWalk& walk, int depth) {
-    std::vector<std::string> files;
-    for (const EntryStringItem& item : listing.files) {
-        if (item.type != EntryStringItem::File) {
-            walk.Skip(*this, "Link not followed: ", item.text);
-        } else if (!IsPlainName(item.text)) {
-            walk.Skip(*this, "Name skipped: ", item.text);
-        } else {
-            files.push_back(item.text);
-        }
-    }
+    std::vector<std::string> files = walk.PlainFiles(*this, listing.files);
     status_->LoadFD(static_cast<int>(files.size()), 0);
     if (!files.empty()) {
         if (!ProcedeIN(files, HostPath::WithSlash(LocalDirectory()), *ftp_, connectionType_,
@@ -399,16 +406,7 @@ bool FTPWindow::RECUROUT(const std::string& name, TreeWalk& walk, int depth) {
 
 bool FTPWindow::PutFolderContents(const LocalListing::Contents& contents, TreeWalk& walk,
                                   int depth) {
-    std::vector<std::string> files;
-    for (const EntryStringItem& item : contents.files) {
-        if (item.type != EntryStringItem::File) {
-            walk.Skip(*this, "Link not followed: ", item.text);
-        } else if (!IsPlainName(item.text)) {
-            walk.Skip(*this, "Name skipped: ", item.text);
-        } else {
-            files.push_back(item.text);
-        }
-    }
+    std::vector<std::string> files = walk.PlainFiles(*this, contents.files);
     status_->LoadFD(static_cast<int>(files.size()), 0);
     if (!files.empty()) {
         if (!ProcedeOUT(files, HostPath::WithSlash(LocalDirectory()), *ftp_, connectionType_,
