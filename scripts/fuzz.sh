@@ -15,7 +15,8 @@ if ! command -v clang++ >/dev/null; then
     exit 1
 fi
 
-targets=(fuzz_reply_reader fuzz_reply_parsers fuzz_listing_line fuzz_settings_file fuzz_quick_launch)
+targets=(fuzz_reply_reader fuzz_reply_parsers fuzz_listing_line fuzz_settings_file fuzz_quick_launch
+         fuzz_init_file fuzz_archive_entries)
 # Inputs long enough to pass the reply line capacity and the Quick-Launch line limit. The limit
 # of lines per reply (10,000) is left to the unit tests: inputs that reach it run 100 times slower.
 declare -A max_len=([fuzz_reply_reader]=8192 [fuzz_quick_launch]=8192)

@@ -13,7 +13,9 @@ constexpr std::size_t kEndRecordSearch = 65535 + 22;
 // starts at the root or climbs.
 std::optional<std::vector<std::string>> Components(std::string_view name, bool zip) {
     std::string_view separators = zip ? "/\\" : "/";
-    if (name.empty() || separators.find(name.front()) != std::string_view::npos) {
+    // No file name holds a NUL, and the list handed to tar is NUL-separated.
+    if (name.empty() || separators.find(name.front()) != std::string_view::npos ||
+        name.find('\0') != std::string_view::npos) {
         return std::nullopt;
     }
     std::vector<std::string> parts;
