@@ -74,11 +74,11 @@ std::string Counted(std::size_t count, const char* what) {
 
 struct ImportedSection {
     std::unique_ptr<Record_tag> form;  // none for a section without an address
+    std::string font;
     bool refused = false;
 };
 
-// The section's values in a new form, its other fields as a new form has them. The font has no
-// place in a form (the session lists' font is program-wide) and is left out.
+// The section's values in a new form, its other fields as a new form has them.
 ImportedSection ImportSection(Init& file, const std::string& name) {
     std::optional<Init::Entry> entry = file.FoundEntry("[" + name + "]");
     if (!entry) {
@@ -95,7 +95,7 @@ ImportedSection ImportSection(Init& file, const std::string& name) {
     }
     if (HoldsLineBreak(name) || HoldsLineBreak(host) || HoldsLineBreak(login) ||
         HoldsLineBreak(password)) {
-        return {.form = nullptr, .refused = true};
+        return {.form = nullptr, .font = {}, .refused = true};
     }
     auto form = std::make_unique<Record_tag>();
     form->host = Fitted(*host, FieldLimit::kBytes);
@@ -105,7 +105,9 @@ ImportedSection ImportSection(Init& file, const std::string& name) {
     form->localDirectory = "";
     form->hostDirectory = "";
     form->comments = "";
-    return {.form = std::move(form), .refused = false};
+    return {.form = std::move(form),
+            .font = Fitted(LineValue(entry->font).value_or(""), FieldLimit::kBytes),
+            .refused = false};
 }
 
 }  // namespace
@@ -117,8 +119,9 @@ TalismanWindow::TalismanWindow(MessageHandler* application, const std::string& s
     if (settingsPath.empty()) {
         ConfigManager::CreateSettingsFolder();
     }
-    settings_ = std::make_unique<ConfigManager>(settingsPath.empty() ? ConfigManager::SettingsFile()
-                                                                     : settingsPath);
+    const std::string path = settingsPath.empty() ? ConfigManager::SettingsFile() : settingsPath;
+    settings_ = std::make_unique<ConfigManager>(path);
+    options_ = std::make_unique<FormOptions>(FormOptions::PathBeside(path));
     form_.mainServer->setEnabled(false);
     form_.comments->setPlainText(QString("Welcome to ") + QString::fromUtf8(kTitle));
     connect(form_.comments, &QTextEdit::textChanged, this, [this] {
@@ -227,7 +230,7 @@ void TalismanWindow::ToApplication(std::uint32_t code) {
 // ---- Saved forms ----
 
 void TalismanWindow::Save() {
-    if (!settings_->SaveConfig()) {
+    if (!settings_->SaveConfig() || !options_->Save()) {
         Alert::Go("The settings file could not be written:\n" + settings_->Path().value_or(""),
                   {"OK"}, AlertKind::Warning);
     }
@@ -236,6 +239,12 @@ void TalismanWindow::Save() {
 void TalismanWindow::Reload() {
     if (!settings_->LoadConfig()) {
         return;
+    }
+    if (!options_->Load()) {
+        Alert::Go("The forms' options could not be read:\n" +
+                      FormOptions::PathBeside(settings_->Path().value_or("")) +
+                      "\nThey will be written anew.",
+                  {"OK"}, AlertKind::Warning);
     }
     for (const std::string& name : settings_->GetListName()) {
         form_.forms->addItem(QString::fromStdString(name));
@@ -373,10 +382,12 @@ void TalismanWindow::SaveAs(const std::string& name) {
         }
         long position = settings_->RemoveFromList(name);
         settings_->AddRecord(AddEntry(name), static_cast<int>(position));
+        options_->Copy(currentFormName_, name);
         Save();
         return;
     }
     settings_->AddRecord(AddEntry(name), -1);
+    options_->Copy(currentFormName_, name);
     Save();
     form_.forms->addItem(QString::fromStdString(name));
 }
@@ -408,6 +419,7 @@ void TalismanWindow::Rename(const std::string& oldName, const std::string& newNa
     // The record goes to the end of the file, the name stays in place in the list: the two
     // orders meet again at the next reload.
     settings_->AddRecord(AddEntry(newName), -1);
+    options_->Rename(oldName, newName);
     Save();
     int row = position < 0 ? form_.forms->count()
                            : std::min<int>(static_cast<int>(position), form_.forms->count());
@@ -423,6 +435,7 @@ void TalismanWindow::Delete() {
         return;
     }
     settings_->RemoveFromList(*name);
+    options_->Forget(*name);
     Save();
     QList<QListWidgetItem*> items =
         form_.forms->findItems(QString::fromStdString(*name), Qt::MatchExactly);
@@ -591,7 +604,7 @@ FTPWindow* TalismanWindow::StartingFTP() {
     sessionCounter_ += 1000;
     auto* window = new FTPWindow(
         QRect(60, 60, 460, 525), SessionStart::Title(target.host, form.user), target.host,
-        form.user, form.password, fontFamily_.value_or(""), fontStyle_.value_or(""),
+        form.user, form.password, FontFamilyOfSession(), fontStyle_.value_or(""),
         form_.fontSize->text().toInt(), sessionCounter_, passive_, application_);
     window->SetTransferList(transferList_);
     window->show();
@@ -611,6 +624,14 @@ FTPWindow* TalismanWindow::StartingFTP() {
     logOn.firewallCommand = BuildFireWallCommand();
     window->Init(std::move(logOn));
     return window;
+}
+
+// A form's own font (an imported one names it) takes the place of the program's family; style
+// and size stay the program's.
+std::string TalismanWindow::FontFamilyOfSession() const {
+    const auto own = currentFormName_.empty() ? std::nullopt
+                                              : options_->Get(currentFormName_, FormOptions::kFont);
+    return own.value_or(fontFamily_.value_or(""));
 }
 
 void TalismanWindow::SaveQuickLaunch() {
@@ -660,6 +681,7 @@ void TalismanWindow::ImportInit(const std::string& path) {
         if (section.form) {
             section.form->name = UnusedName(name);
             form_.forms->addItem(QString::fromStdString(*section.form->name));
+            options_->Set(*section.form->name, FormOptions::kFont, section.font);
             settings_->AddRecord(std::move(section.form), -1);
             ++added;
         }

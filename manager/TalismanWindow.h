@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ConfigManager.h"
+#include "FormOptions.h"
 #include "MessageHandler.h"
 #include "SessionStart.h"
 #include "TalismanLayout.h"
@@ -67,6 +68,7 @@ public:
     // The form's parts, for the application and the tests.
     const TalismanLayout::Widgets& Form() const { return form_; }
     ConfigManager& Settings() { return *settings_; }
+    FormOptions& Options() { return *options_; }
     int SessionCounter() const { return sessionCounter_; }
     const std::string& CurrentFormName() const { return currentFormName_; }
     // The expanded firewall command for the form as it stands.
@@ -90,6 +92,7 @@ private:
     void LoadInit(const std::optional<std::string>& name);
     void ApplyGlobal();
     std::unique_ptr<Record_tag> AddEntry(const std::string& name);
+    std::string FontFamilyOfSession() const;
     void GenerateGlobal();
     void SaveAs(const std::string& name);
     void SaveInPlace();
@@ -119,6 +122,7 @@ private:
     MessageHandler* application_;
     QPointer<XFerWin> transferList_;
     std::unique_ptr<ConfigManager> settings_;
+    std::unique_ptr<FormOptions> options_;  // what a form holds beyond the settings file
     TalismanLayout::Widgets form_;
     std::string currentFormName_;
     std::string mainServer_;
