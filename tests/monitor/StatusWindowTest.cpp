@@ -59,7 +59,7 @@ TEST_F(StatusWindowTest, WorkerCallsReachTheWidgets) {
         status->SetNameFichier("a.bin");
         status->SetMax(10000);
     }).join();
-    Redrawn();
+    ASSERT_TRUE(WaitUntil([&] { return File()->Text1() == "a.bin"; }));
     EXPECT_EQ(status->windowTitle(), "ftp.example.org");
     EXPECT_EQ(Child<QLabel>("statusop")->text(), "Receiving files...");
     EXPECT_EQ(Child<QLabel>("file")->text(), "3 File(s), 1 Directory(s) fetched...");
@@ -68,9 +68,8 @@ TEST_F(StatusWindowTest, WorkerCallsReachTheWidgets) {
     EXPECT_EQ(File()->Text1(), "a.bin");
 
     status->Reset();
-    Redrawn();
+    ASSERT_TRUE(WaitUntil([&] { return status->windowTitle() == "Tarvik Status"; }));
     EXPECT_FALSE(File()->isVisible());
-    EXPECT_EQ(status->windowTitle(), "Tarvik Status");
 }
 
 TEST_F(StatusWindowTest, StopIsEnabledAfter2048BytesOfAFileAndAsksTheOwnerToQuit) {
@@ -86,8 +85,7 @@ TEST_F(StatusWindowTest, StopIsEnabledAfter2048BytesOfAFileAndAsksTheOwnerToQuit
     Redrawn();
     EXPECT_FALSE(stop->isEnabled());
     status->SetNbOctet(1);
-    Redrawn();
-    EXPECT_TRUE(stop->isEnabled());
+    ASSERT_TRUE(WaitUntil([&] { return stop->isEnabled(); }));
 
     stop->click();
     ASSERT_TRUE(WaitUntil([&] { return !session.Received().empty(); }));
@@ -112,8 +110,8 @@ TEST_F(StatusWindowTest, TheBoxesAskForTheLogAndHideOrShowTheSessionWindow) {
     ASSERT_TRUE(WaitUntil([&] { return !session.Received().empty(); }));
     EXPECT_EQ(session.Codes(), std::vector<std::uint32_t>{43});
     status->SetEtatLog(false);
-    Redrawn();
-    EXPECT_FALSE(logBox->isChecked()) << "the session keeps the box in step";
+    EXPECT_TRUE(WaitUntil([&] { return !logBox->isChecked(); }))
+        << "the session keeps the box in step";
 
     controlBox->click();
     ASSERT_TRUE(WaitUntil([&] { return !session.isVisible(); }));
@@ -122,6 +120,5 @@ TEST_F(StatusWindowTest, TheBoxesAskForTheLogAndHideOrShowTheSessionWindow) {
     ASSERT_TRUE(WaitUntil([&] { return session.isVisible(); }));
 
     status->SetEnabledSHControl(false);
-    Redrawn();
-    EXPECT_FALSE(controlBox->isEnabled());
+    EXPECT_TRUE(WaitUntil([&] { return !controlBox->isEnabled(); }));
 }
