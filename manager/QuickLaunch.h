@@ -10,6 +10,8 @@ class QuickLaunch {
 public:
     static constexpr const char* kMarker = "TarvikQuick-Launch";
     static constexpr int kMaxLine = 5120;
+    // The file name extension the desktop's type for these files is known by.
+    static constexpr const char* kExtension = ".tarvik";
 
     struct Form {
         std::string host;  // may carry a path after the host name

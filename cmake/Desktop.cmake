@@ -1,0 +1,1 @@
+# The program's installation on a desktop (filled in next).
