@@ -154,8 +154,10 @@ int Transfer(FTPcommand& ftp, const Options& options, const FtpUrl& url) {
 }
 
 int Run(FTPcommand& ftp, const Options& options, const FtpUrl& url) {
-    if (int result = ftp.Init(url.host.c_str(), url.port.c_str(), url.user.c_str(),
-                              url.password.c_str(), nullptr);
+    const std::string user = url.user.value_or("anonymous");
+    const std::string password = url.password.value_or("ftpxfer@localhost");
+    if (int result =
+            ftp.Init(url.host.c_str(), url.port.c_str(), user.c_str(), password.c_str(), nullptr);
         result != 0) {
         return result;
     }

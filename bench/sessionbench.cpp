@@ -136,9 +136,11 @@ Sizes Measure(const fs::path& root) {
 // to both panes shown, and the stall meter starts with it.
 FTPWindow* OpenWindow(const FtpUrl& url, const Options& options, const std::string& start,
                       const std::string& local, StallMeter& stalls, double* seconds = nullptr) {
-    auto* window = new FTPWindow(
-        QRect(60, 60, 460, 525), "Tarvik Transfer  Host: " + url.host + " Login: " + url.user + " ",
-        url.host, url.user, url.password, "", "", 0, 6000, options.passive);
+    const std::string user = url.user.value_or("anonymous");
+    auto* window = new FTPWindow(QRect(60, 60, 460, 525),
+                                 "Tarvik Transfer  Host: " + url.host + " Login: " + user + " ",
+                                 url.host, user, url.password.value_or("sessionbench@localhost"),
+                                 "", "", 0, 6000, options.passive);
     window->show();
     // The first paint of a new window (fonts, icon theme) is start-up, not work: let it pass.
     QElapsedTimer settle;

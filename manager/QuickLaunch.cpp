@@ -87,3 +87,7 @@ std::optional<QuickLaunch::Form> QuickLaunch::Read(const std::string& path) {
     }
     return form;
 }
+
+std::string QuickLaunch::WithExtension(const std::string& path) {
+    return path.ends_with(kExtension) ? path : path + kExtension;
+}

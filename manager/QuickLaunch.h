@@ -23,6 +23,8 @@ public:
     };
 
     static bool Write(const std::string& path, const Form& form);
+    // The path with the extension added, unless it ends with it already.
+    static std::string WithExtension(const std::string& path);
     // Nothing when the file cannot be opened, does not begin with the marker or has a field
     // holding CR or LF. A later line whose length is out of range leaves its field empty.
     static std::optional<Form> Read(const std::string& path);

@@ -2,7 +2,9 @@
 
 #include <QApplication>
 #include <QDesktopServices>
+#include <QDir>
 #include <QFileInfo>
+#include <QInputDialog>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QTimer>
@@ -11,8 +13,10 @@
 #include <algorithm>
 
 #include "Alert.h"
+#include "Emblem.h"
 #include "FTPWindow.h"
-#include "FieldLimit.h"
+#include "FtpUrl.h"
+#include "LaunchArguments.h"
 #include "MessageCodes.h"
 #include "QuickLaunch.h"
 #include "TalismanWindow.h"
@@ -20,6 +24,7 @@
 
 namespace {
 constexpr std::chrono::seconds kQuitGrace(10);
+constexpr std::chrono::seconds kSplashAtMost(2);
 // Where the transfer list first appears, the first time a transfer needs it: wide enough for
 // its seven columns to be read (the old 600 by 100 could not show a file name and its size).
 const QRect kTransferListFrame(40, 40, 760, 140);
@@ -43,34 +48,94 @@ void TalismanApplication::ReadyToRun() {
     }
 }
 
-void TalismanApplication::ArgvReceived(const std::vector<std::string>& paths) {
-    OpenQuickLaunchFiles(paths);
-}
-
-void TalismanApplication::RefsReceived(const std::vector<std::string>& paths) {
-    OpenQuickLaunchFiles(paths);
-    showOnReady_ = false;
-}
-
-void TalismanApplication::OpenQuickLaunchFiles(const std::vector<std::string>& paths) {
-    for (const std::string& path : paths) {
-        if (!QFileInfo::exists(QString::fromStdString(path))) {
-            continue;
-        }
-        std::optional<QuickLaunch::Form> form = QuickLaunch::Read(path);
-        if (!form) {
-            Alert::Go("Bad Quick-Launch file format.");
-            continue;
-        }
-        Message open(FourCC("open"));
-        open.AddString("Server", form->host)
-            .AddString("Login", form->user)
-            .AddString("Password", form->password)
-            .AddString("LocalDirectory", form->localDirectory)
-            .AddString("HostDirectory", form->hostDirectory)
-            .AddString("FTPPort", form->port);
-        MessageReceived(open);
+void TalismanApplication::Open(const std::vector<std::string>& items, bool desktop) {
+    if (desktop) {
+        showOnReady_ = false;
     }
+    for (const std::string& item : items) {
+        if (LaunchArguments::IsFtpLink(item)) {
+            OpenLink(item);
+        } else {
+            OpenQuickLaunchFile(item);
+        }
+    }
+}
+
+void TalismanApplication::OpenQuickLaunchFile(const std::string& path) {
+    if (!QFileInfo::exists(QString::fromStdString(path))) {
+        return;
+    }
+    std::optional<QuickLaunch::Form> form = QuickLaunch::Read(path);
+    if (!form) {
+        Alert::Go("Bad Quick-Launch file format.");
+        return;
+    }
+    Message open(FourCC("open"));
+    open.AddString("Server", form->host)
+        .AddString("Login", form->user)
+        .AddString("Password", form->password)
+        .AddString("LocalDirectory", form->localDirectory)
+        .AddString("HostDirectory", form->hostDirectory)
+        .AddString("FTPPort", form->port);
+    MessageReceived(open);
+}
+
+// ftp://[user[:password]@]host[:port][/path]: anonymous without a user, the password asked
+// when a user comes without one. The host folder is the link's, or the log-on folder.
+void TalismanApplication::OpenLink(const std::string& link) {
+    std::optional<FtpUrl> url = FtpUrl::Parse(link);
+    if (!url || url->HoldsLineBreak()) {
+        Alert::Go(
+            "This ftp:// link cannot be opened: it names no host, its port is not a "
+            "number, or it holds a line break.");
+        return;
+    }
+    Message open(FourCC("open"));
+    open.AddString("Server", url->host)
+        .AddString("FTPPort", url->port)
+        .AddString("HostDirectory", url->StartFolder())
+        .AddString("Login", url->user.value_or("anonymous"));
+    if (url->password) {
+        open.AddString("Password", *url->password);
+    } else if (!url->user) {
+        open.AddString("Password", kAnonymousPassword);
+    } else {
+        AskPassword(std::move(open), *url->user, url->host);
+        return;
+    }
+    MessageReceived(open);
+}
+
+// Asked without holding anything up: other links and sessions go on meanwhile.
+void TalismanApplication::AskPassword(Message open, const std::string& user,
+                                      const std::string& host) {
+    auto* dialog = new QInputDialog();
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowTitle("Tarvik");
+    dialog->setLabelText(QString::fromStdString("Password for " + user + " on " + host + ":"));
+    dialog->setTextEchoMode(QLineEdit::Password);
+    connect(dialog, &QInputDialog::textValueSelected, this, [this, open](const QString& text) {
+        Message withPassword = open;
+        withPassword.AddString("Password", text.toStdString());
+        MessageReceived(withPassword);
+    });
+    dialog->open();
+}
+
+void TalismanApplication::ShowSplash() {
+    splash_ = new QSplashScreen(Emblem::Splash(TARVIK_VERSION));
+    splash_->setAttribute(Qt::WA_DeleteOnClose);
+    splash_->show();
+    // It never holds the program up: it goes as soon as a window of the program is shown.
+    QTimer::singleShot(kSplashAtMost, splash_, &QWidget::close);
+    auto* watch = new QTimer(splash_);
+    connect(watch, &QTimer::timeout, splash_, [this] {
+        const bool windowUp = (main_ && main_->isVisible()) || !sessions_.empty();
+        if (windowUp && splash_) {
+            splash_->close();
+        }
+    });
+    watch->start(50);
 }
 
 // Closes every session (each stops its connection and deletes itself once its workers have
@@ -105,11 +170,44 @@ void TalismanApplication::BringMainWindowBack() {
     main_->raise();
 }
 
+// Not modal: the program goes on while it is open.
 void TalismanApplication::ShowAbout() {
-    QMessageBox::about(main_, "About Tarvik",
-                       QString::fromUtf8(TalismanWindow::kTitle) +
-                           "\n\nA graphical FTP client for the Linux desktop.\n"
-                           "Marlowen Tarvik, ported to Qt 6.");
+    auto* about = new QMessageBox(main_);
+    about->setAttribute(Qt::WA_DeleteOnClose);
+    about->setWindowTitle("About Tarvik");
+    about->setTextFormat(Qt::PlainText);
+    about->setIconPixmap(Emblem::Draw(64));
+    about->setText(QString("Tarvik %1").arg(TARVIK_VERSION));
+    about->setInformativeText(
+        QString("A graphical FTP client for the Linux desktop: saved connection forms, the local "
+                "machine and the host side by side, files and whole folder trees moved in ASCII "
+                "or binary, interrupted downloads resumed.\n\n"
+                "Licence: GNU General Public License, version 3 or later.\n"
+                "Qt %1 (built with %2).")
+            .arg(qVersion(), QT_VERSION_STR));
+    about->setStandardButtons(QMessageBox::Ok);
+    about->open();
+}
+
+QString TalismanApplication::ManualPath() {
+    const QString folder = QCoreApplication::applicationDirPath();
+    for (const QString& candidate :
+         {folder + "/index.html", folder + "/../share/tarvik/manual/index.html",
+          QString(TARVIK_SOURCE_MANUAL)}) {
+        if (QFileInfo(candidate).isFile()) {
+            return QDir::cleanPath(candidate);
+        }
+    }
+    return {};
+}
+
+// Said rather than silent: a menu item that does nothing leaves the user guessing.
+void TalismanApplication::ShowManual() {
+    const QString path = ManualPath();
+    if (path.isEmpty() || !QDesktopServices::openUrl(QUrl::fromLocalFile(path))) {
+        Alert::Go(path.isEmpty() ? "The manual is not installed."
+                                 : "The manual could not be opened:\n" + path.toStdString());
+    }
 }
 
 void TalismanApplication::MessageReceived(const Message& message) {
@@ -152,26 +250,20 @@ void TalismanApplication::MessageReceived(const Message& message) {
             BringMainWindowBack();
             break;
         case FourCC("help"):
-            QDesktopServices::openUrl(
-                QUrl::fromLocalFile(QApplication::applicationDirPath() + "/index.html"));
+            ShowManual();
             break;
         case FourCC("open"):
             if (!main_) {
                 Quit();
                 break;
             }
-            for (auto [field, widget] : {std::pair{"Server", main_->Form().host},
-                                         {"Login", main_->Form().login},
-                                         {"Password", main_->Form().password},
-                                         {"LocalDirectory", main_->Form().localDirectory},
-                                         {"HostDirectory", main_->Form().hostDirectory},
-                                         {"FTPPort", main_->Form().port}}) {
-                // setText skips the field's validator: the settings file's limit still holds.
-                if (auto text = message.FindString(field)) {
-                    widget->setText(FieldLimit::Fitted(QString::fromStdString(*text)));
-                }
+            {
+                // The main window fills its form and connects as one step, in the order the
+                // requests came: two requests make two sessions, each with its own values.
+                Message request = message;
+                request.what = TalismanWindow::kOpenRequest;
+                main_->PostMessage(std::move(request));
             }
-            main_->PostMessage(Message(TalismanWindow::kConnect));
             break;
         case kAboutRequested:
             ShowAbout();

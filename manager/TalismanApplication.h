@@ -2,6 +2,7 @@
 
 #include <QObject>
 #include <QPointer>
+#include <QSplashScreen>
 
 #include <memory>
 #include <string>
@@ -14,8 +15,8 @@ class TalismanWindow;
 class XFerWin;
 
 // The program: its main window, the list of open session windows, and the launch requests
-// (Quick-Launch files given on the command line). Quits when the main window closes; brings the
-// main window back when the last session ends.
+// (Quick-Launch files, ftp:// links, 'open' requests). Quits when the main window closes;
+// brings the main window back when the last session ends.
 class TalismanApplication : public QObject, public MessageHandler {
     Q_OBJECT
 
@@ -27,10 +28,17 @@ public:
 
     // Shows the main window unless files opened at launch said otherwise.
     void ReadyToRun();
-    // Quick-Launch files named on the command line: each one starts a session.
-    void ArgvReceived(const std::vector<std::string>& paths);
-    // Files opened from the desktop: the same, without showing the main window.
-    void RefsReceived(const std::vector<std::string>& paths);
+    // Quick-Launch files and ftp:// links: each one starts its own session. From the desktop
+    // (`desktop`), the main window is not shown for them.
+    void Open(const std::vector<std::string>& items, bool desktop);
+    // Named on the command line.
+    void ArgvReceived(const std::vector<std::string>& items) { Open(items, false); }
+    // Opened from the desktop.
+    void RefsReceived(const std::vector<std::string>& items) { Open(items, true); }
+    // Shown while the program starts: it goes when the first window is up, after 2 s at most.
+    void ShowSplash();
+    // The manual's index.html: beside the program, installed with it, or in the source tree.
+    static QString ManualPath();
 
     void MessageReceived(const Message& message) override;
 
@@ -44,11 +52,15 @@ private:
     void BringMainWindowBack();
     void Quit();
     void ExitWhenSessionsAreGone();
-    void OpenQuickLaunchFiles(const std::vector<std::string>& paths);
+    void OpenQuickLaunchFile(const std::string& path);
+    void OpenLink(const std::string& link);
+    void AskPassword(Message open, const std::string& user, const std::string& host);
     void ShowAbout();
+    void ShowManual();
 
     std::unique_ptr<XFerWin> transferList_;
     QPointer<TalismanWindow> main_;
+    QPointer<QSplashScreen> splash_;
     std::vector<FTPWindow*> sessions_;
     // Every session window made, until it is deleted: the program ends only once they are gone.
     std::vector<QPointer<FTPWindow>> alive_;

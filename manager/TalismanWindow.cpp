@@ -206,6 +206,7 @@ const std::unordered_map<std::uint32_t, TalismanWindow::Handler>& TalismanWindow
         {kSaveQuickLaunch, [](W& w, M) { w.SaveQuickLaunch(); }},
         {kAskImportInit, [](W& w, M) { w.AskImportInit(); }},
         {kImportInit, [](W& w, M m) { w.ImportInit(m.FindString("path").value_or("")); }},
+        {kOpenRequest, [](W& w, M m) { w.OpenRequest(m); }},
         {kQuitRequested, [](W& w, M) { w.close(); }},
     };
     return table;
@@ -634,16 +635,37 @@ std::string TalismanWindow::FontFamilyOfSession() const {
     return own.value_or(fontFamily_.value_or(""));
 }
 
+void TalismanWindow::OpenRequest(const Message& request) {
+    for (auto [field, widget] : {std::pair{"Server", form_.host},
+                                 {"Login", form_.login},
+                                 {"Password", form_.password},
+                                 {"LocalDirectory", form_.localDirectory},
+                                 {"HostDirectory", form_.hostDirectory},
+                                 {"FTPPort", form_.port}}) {
+        // setText skips the field's validator: the settings file's limit still holds.
+        if (auto text = request.FindString(field)) {
+            widget->setText(FieldLimit::Fitted(QString::fromStdString(*text)));
+        }
+    }
+    StartingFTP();
+}
+
 void TalismanWindow::SaveQuickLaunch() {
     QString name = currentFormName_.empty() ? QString("NewConnection")
                                             : QString::fromStdString(currentFormName_);
-    QString path = QFileDialog::getSaveFileName(this, tr("Save form as a Quick-Launch file"), name);
+    QString path = QFileDialog::getSaveFileName(
+        this, tr("Save form as a Quick-Launch file"), name + QuickLaunch::kExtension,
+        tr("Tarvik Quick-Launch files (*%1)").arg(QuickLaunch::kExtension));
     if (path.isEmpty()) {
         return;
     }
-    QuickLaunch::Write(path.toStdString(),
-                       {Text(form_.host), Text(form_.login), Text(form_.password),
-                        Text(form_.localDirectory), Text(form_.hostDirectory), Text(form_.port)});
+    // The desktop knows these files by their extension as well as by their first bytes.
+    const std::string file = QuickLaunch::WithExtension(path.toStdString());
+    if (!QuickLaunch::Write(
+            file, {Text(form_.host), Text(form_.login), Text(form_.password),
+                   Text(form_.localDirectory), Text(form_.hostDirectory), Text(form_.port)})) {
+        Alert::Go("The Quick-Launch file could not be written:\n" + file);
+    }
 }
 
 void TalismanWindow::AskImportInit() {

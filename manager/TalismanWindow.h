@@ -56,6 +56,8 @@ public:
         kSaveQuickLaunch = 40,
         kAskImportInit = 41,
         kImportInit = 42,  // "path": the init file to import, with no dialog
+        // The fields of an 'open' request: those given go into the form, then a session starts.
+        kOpenRequest = 43,
     };
 
     // `settingsPath` empty: the user's settings file. `application` receives 5, 7, 'AddW' and
@@ -93,6 +95,7 @@ private:
     void ApplyGlobal();
     std::unique_ptr<Record_tag> AddEntry(const std::string& name);
     std::string FontFamilyOfSession() const;
+    void OpenRequest(const Message& request);
     void GenerateGlobal();
     void SaveAs(const std::string& name);
     void SaveInPlace();

@@ -74,9 +74,18 @@ TEST(FtpUrlTest, ReadsEveryPart) {
     auto bare = FtpUrl::Parse("ftp://[::1]");
     ASSERT_TRUE(bare);
     EXPECT_EQ(bare->host, "::1");
-    EXPECT_EQ(bare->user, "anonymous");
+    EXPECT_EQ(bare->user, std::nullopt);
+    EXPECT_EQ(bare->password, std::nullopt);
     EXPECT_EQ(bare->port, "21");
-    EXPECT_EQ(bare->path, "/");
+    EXPECT_EQ(bare->StartFolder(), "");
+    // The folder after log-on is relative to the log-on folder unless it starts with "%2F".
+    auto relative = FtpUrl::Parse("ftp://demo@host/pub/incoming");
+    ASSERT_TRUE(relative);
+    EXPECT_EQ(relative->user, "demo");
+    EXPECT_EQ(relative->password, std::nullopt) << "to be asked for";
+    EXPECT_EQ(relative->StartFolder(), "pub/incoming");
+    EXPECT_EQ(FtpUrl::Parse("ftp://host/%2Fetc")->StartFolder(), "/etc");
+    EXPECT_EQ(FtpUrl::Parse("ftp://u:@host")->password, "") << "an empty password is given";
     EXPECT_FALSE(FtpUrl::Parse("http://host/"));
     EXPECT_FALSE(FtpUrl::Parse("ftp://host:port/"));
     EXPECT_FALSE(FtpUrl::Parse("ftp://host/%zz"));

@@ -49,7 +49,9 @@ std::optional<FtpUrl> FtpUrl::Parse(const std::string& text) {
             return std::nullopt;
         }
         url.user = *user;
-        url.password = colon == std::string::npos ? url.password : *password;
+        if (colon != std::string::npos) {
+            url.password = *password;
+        }
     }
     std::size_t colon = authority.rfind(':');
     bool bracketed = !authority.empty() && authority.front() == '[';
@@ -77,9 +79,13 @@ std::string FtpUrl::Name() const {
     return path.substr(path.rfind('/') + 1);
 }
 
+std::string FtpUrl::StartFolder() const {
+    return path.size() > 1 ? path.substr(1) : std::string();
+}
+
 bool FtpUrl::HoldsLineBreak() const {
-    for (const std::string* part : {&user, &password, &host, &port, &path}) {
-        if (part->find_first_of(std::string("\r\n\0", 3)) != std::string::npos) {
+    for (const std::string& part : {user.value_or(""), password.value_or(""), host, port, path}) {
+        if (part.find_first_of(std::string("\r\n\0", 3)) != std::string::npos) {
             return true;
         }
     }
