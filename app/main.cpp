@@ -73,8 +73,8 @@ int main(int argc, char** argv) {
     });
     TalismanApplication tarvik;
     bus.Serve(&tarvik);
-    tarvik.ShowSplash();
     tarvik.Open(arguments.items, arguments.desktop);
     tarvik.ReadyToRun();
+    tarvik.ShowSplash();
     return application.exec();
 }

@@ -24,7 +24,7 @@
 
 namespace {
 constexpr std::chrono::seconds kQuitGrace(10);
-constexpr std::chrono::seconds kSplashAtMost(2);
+constexpr std::chrono::milliseconds kSplashAtMost(1500);
 // Where the transfer list first appears, the first time a transfer needs it: wide enough for
 // its seven columns to be read (the old 600 by 100 could not show a file name and its size).
 const QRect kTransferListFrame(40, 40, 760, 140);
@@ -122,16 +122,16 @@ void TalismanApplication::AskPassword(Message open, const std::string& user,
     dialog->open();
 }
 
+// The main window is shown and usable meanwhile; a click on the splash closes it too.
 void TalismanApplication::ShowSplash() {
     splash_ = new QSplashScreen(Emblem::Splash(TARVIK_VERSION));
     splash_->setAttribute(Qt::WA_DeleteOnClose);
     splash_->show();
-    // It never holds the program up: it goes as soon as a window of the program is shown.
     QTimer::singleShot(kSplashAtMost, splash_, &QWidget::close);
+    // A session opened from the desktop is what the user waits for: the splash makes way.
     auto* watch = new QTimer(splash_);
     connect(watch, &QTimer::timeout, splash_, [this] {
-        const bool windowUp = (main_ && main_->isVisible()) || !sessions_.empty();
-        if (windowUp && splash_) {
+        if (!sessions_.empty() && splash_) {
             splash_->close();
         }
     });

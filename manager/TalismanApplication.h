@@ -35,7 +35,8 @@ public:
     void ArgvReceived(const std::vector<std::string>& items) { Open(items, false); }
     // Opened from the desktop.
     void RefsReceived(const std::vector<std::string>& items) { Open(items, true); }
-    // Shown while the program starts: it goes when the first window is up, after 2 s at most.
+    // Shown while the program starts, never holding it up: it goes after 1.5 s, or as soon as a
+    // session window is up.
     void ShowSplash();
     // The manual's index.html: beside the program, installed with it, or in the source tree.
     static QString ManualPath();
