@@ -63,7 +63,11 @@ void TarvikBus::OpenArguments(const QStringList& items, bool desktop) {
     for (const QString& item : items) {
         opened.push_back(item.toStdString());
     }
+    // A later start without files asks for the main window.
     QTimer::singleShot(0, application_, [application = application_, opened, desktop] {
+        if (opened.empty() && !desktop) {
+            application->PostMessage(Message(FourCC("Show")));
+        }
         application->Open(opened, desktop);
     });
 }
