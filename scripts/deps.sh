@@ -13,6 +13,9 @@ packages=(
     # libraries of pure-ftpd and proftpd, which ftp-servers.sh unpacks without installing
     libsodium23 libssl3 libcap2 libhiredis0.14 libmemcached11 libmemcachedutil2 libpcre2-posix3
     xvfb xauth imagemagick
+    # the desktop integration test and the Debian package: xdg-mime asks mimetype (from
+    # libfile-mimeinfo-perl) for a file's type outside a desktop environment
+    xdg-utils shared-mime-info desktop-file-utils libfile-mimeinfo-perl dpkg-dev
 )
 
 missing=()
