@@ -1,9 +1,6 @@
 // Data connections as transcripts: the scripted peer plays the server, the test checks the
 // commands the client sent, the bytes on the data connection and what ended up on disk.
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +10,7 @@
 #include "BarMonitor.h"
 #include "FTPcommand.h"
 #include "ListingMonitor.h"
+#include "LocalPort.h"
 #include "Recorders.h"
 #include "ScriptedPeer.h"
 #include "TempDir.h"
@@ -101,16 +99,8 @@ TEST_F(TransferPeerTest, AnActiveModeIntruderNeverBecomesTheFile) {
 }
 
 TEST_F(TransferPeerTest, PortSkipsATakenPortAndRetriesTenPortsOnAfter425) {
-    int held = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    ASSERT_EQ(bind(held, reinterpret_cast<sockaddr*>(&address), length), 0);
-    ASSERT_EQ(listen(held, 1), 0);
-    getsockname(held, reinterpret_cast<sockaddr*>(&address), &length);
-    int taken = ntohs(address.sin_port);
-
+    int taken = 0;
+    int held = ListenOnLoopback(taken);
     peer.Reply("220 hi")
         .Active()
         .Expect("RETR f.txt")

@@ -5,7 +5,6 @@
 #include <condition_variable>
 #include <filesystem>
 #include <mutex>
-#include <random>
 #include <thread>
 
 #include "FTPcommand.h"
@@ -16,15 +15,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string RandomBytes(std::size_t size, unsigned seed) {
-    std::mt19937 generator(seed);
-    std::string bytes(size, '\0');
-    for (char& byte : bytes) {
-        byte = static_cast<char>(generator());
-    }
-    return bytes;
-}
 
 // Pauses the transfer once enough bytes have passed, until another thread has called STOP.
 class StopAfter : public StatusRecorder {

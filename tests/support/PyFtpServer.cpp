@@ -7,8 +7,8 @@
 #error "TARVIK_TEST_SUPPORT_DIR must name the folder of ftpd.py"
 #endif
 
-PyFtpServer::PyFtpServer(std::vector<Account> accounts, bool anonymous, const std::string& address,
-                         int bytesPerSecond)
+PyFtpServer::PyFtpServer(std::vector<Account> accounts, int bytesPerSecond,
+                         const std::string& address)
     : TestServer("pyftpdlib"), accounts_(std::move(accounts)) {
     // Debian's interpreter: the python3 first on PATH may be another one, without pyftpdlib.
     std::vector<std::string> arguments = {"/usr/bin/python3",
@@ -22,9 +22,6 @@ PyFtpServer::PyFtpServer(std::vector<Account> accounts, bool anonymous, const st
     for (const auto& account : accounts_) {
         arguments.push_back("--user");
         arguments.push_back(account.name + ":" + account.password);
-    }
-    if (anonymous) {
-        arguments.push_back("--anonymous");
     }
     if (bytesPerSecond > 0) {
         arguments.push_back("--rate");

@@ -2,7 +2,8 @@
 
 #include "TestServer.h"
 
-// pyftpdlib (Debian's python3-pyftpdlib) with named users, and anonymous log-on when asked.
+// pyftpdlib (Debian's python3-pyftpdlib) with named users, its data connections throttled when
+// asked.
 class PyFtpServer : public TestServer {
 public:
     struct Account {
@@ -10,8 +11,7 @@ public:
         std::string password;
     };
     explicit PyFtpServer(std::vector<Account> accounts = {{"tester", "s3cret"}},
-                         bool anonymous = false, const std::string& address = "127.0.0.1",
-                         int bytesPerSecond = 0);
+                         int bytesPerSecond = 0, const std::string& address = "127.0.0.1");
     std::string User() const override { return accounts_.front().name; }
     std::string Password() const override { return accounts_.front().password; }
     std::vector<std::string> Commands() const override;

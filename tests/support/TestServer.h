@@ -35,6 +35,9 @@ protected:
     int port_ = 0;
 };
 
+// Bytes to serve that no line-end conversion or cut leaves as they were; the same for a seed.
+std::string RandomBytes(std::size_t size, unsigned seed);
+
 // "pyftpdlib", "vsftpd", "pure-ftpd" or "proftpd".
 std::unique_ptr<TestServer> StartTestServer(const std::string& kind);
 

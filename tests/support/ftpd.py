@@ -13,7 +13,6 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--root", required=True)
     parser.add_argument("--user", action="append", default=[], help="name:password")
-    parser.add_argument("--anonymous", action="store_true")
     parser.add_argument("--log", help="file that receives every command line")
     parser.add_argument("--port", type=int, default=0)
     parser.add_argument("--address", default="127.0.0.1")
@@ -25,8 +24,6 @@ def main():
     for entry in args.user:
         name, _, password = entry.partition(":")
         authorizer.add_user(name, password, args.root, perm="elradfmwMT")
-    if args.anonymous:
-        authorizer.add_anonymous(args.root, perm="elradfmwMT")
 
     log = open(args.log, "a", buffering=1) if args.log else None
 
