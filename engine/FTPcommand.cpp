@@ -142,6 +142,7 @@ int FTPcommand::Connect(const char* host, const char* port, StatusMonitor* statu
     Step(status, "CONNECT OK", "CONNECT OK", "CONNECT OK");
     SetText(hostText_, host_);
     protectData_ = false;
+    dataSession_.reset();
     if (security_ == Security::Implicit && !SecureControl()) {
         return 1;
     }
@@ -151,6 +152,10 @@ int FTPcommand::Connect(const char* host, const char* port, StatusMonitor* statu
     const bool explicitTls =
         security_ == Security::ExplicitIfAvailable || security_ == Security::ExplicitRequired;
     return explicitTls && !NegotiateExplicitTls() ? 1 : 0;
+}
+
+void FTPcommand::FreeSession::operator()(SSL_SESSION* session) const {
+    SSL_SESSION_free(session);
 }
 
 void FTPcommand::SetSecurity(Security security, std::string caFile) {
@@ -224,12 +229,26 @@ bool FTPcommand::ProtectData() {
 
 // Resumes the control connection's session (vsftpd insists); otherwise the data connection's
 // certificate must be the control connection's, or a third party could be serving the data.
+// Under TLS 1.3 a server may take each session ticket once: the next data connection resumes
+// with the newest ticket, which came on the data connection just ended.
+void FTPcommand::KeepDataSession() {
+    SocketIPS* socket = data_.Socket();
+    if (socket == nullptr || socket->Tls() == nullptr) {
+        return;
+    }
+    socket->CloseSocket();
+    if (SSL_SESSION* session = socket->Tls()->TakeSession()) {
+        dataSession_.reset(session);
+    }
+}
+
 bool FTPcommand::SecureData() {
     SocketIPS* socket = data_.Socket();
-    std::unique_ptr<SSL_SESSION, void (*)(SSL_SESSION*)> session(control_.Tls()->TakeSession(),
-                                                                 SSL_SESSION_free);
+    if (!dataSession_) {
+        dataSession_.reset(control_.Tls()->TakeSession());
+    }
     std::string error;
-    if (!socket->StartTls(*tls_, host_, session.get(), &error)) {
+    if (!socket->StartTls(*tls_, host_, dataSession_.get(), &error)) {
         Log("No TLS on the data connection: " + error + ".");
         return false;
     }
@@ -585,6 +604,7 @@ FTPcommand::PumpEnd FTPcommand::RunPump(Pump pump) {
 // failure or a stop, so that the next command gets its own reply. 0 only when every byte moved
 // and the server confirmed it.
 int FTPcommand::FinishTransfer(PumpEnd end) {
+    KeepDataSession();
     data_.Close();
     RAZinfo();
     int waitMs = timeoutMs_;

@@ -158,6 +158,7 @@ private:
     bool NegotiateExplicitTls();
     bool ProtectData();
     bool SecureData();
+    void KeepDataSession();
     int Command(const char* word, const char* argument, const Codes& codes);
     void Log(const std::string& line) const { control_.Log(line); }
     void Step(StatusMonitor* status, const char* statusText, const char* logText,
@@ -220,4 +221,8 @@ private:
     CertificateCheck certificateCheck_;
     std::string controlFingerprint_;
     bool protectData_ = false;
+    struct FreeSession {
+        void operator()(SSL_SESSION* session) const;
+    };
+    std::unique_ptr<SSL_SESSION, FreeSession> dataSession_;  // the next data connection resumes it
 };

@@ -676,17 +676,21 @@ ssize_t SocketIPS::ReceiveTls(char* buffer, std::size_t capacity, int timeoutMs)
 }
 
 // close_notify, so that the peer knows the data ended here and was not cut (vsftpd refuses an
-// upload without it); then our half closed, and what the peer still sends (TLS 1.3 session
-// tickets, its own close_notify) read and dropped until it closes too. Closing with unread bytes
-// would reset the connection and throw away the end of an upload still in flight.
+// upload without it); then our half closed, and what the peer still sends read through TLS and
+// dropped until it closes too: its session tickets are kept that way, and closing with unread
+// bytes would reset the connection and throw away the end of an upload still in flight.
 void SocketIPS::EndTls() {
     tls_->Close();
     ::shutdown(fd_, SHUT_WR);
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kTlsEndMs);
     char sink[4096];
-    while (WaitFor(POLLIN, Milliseconds(deadline)) == Wait::Ready) {
-        const ssize_t got = recv(fd_, sink, sizeof sink, 0);
-        if (got == 0 || (got < 0 && errno != EAGAIN && errno != EINTR)) {
+    while (true) {
+        const TlsConnection::Io io = tls_->Read(sink, sizeof sink);
+        if (io.status == TlsConnection::Status::Done) {
+            continue;
+        }
+        if (io.status != TlsConnection::Status::WantRead ||
+            WaitFor(POLLIN, Milliseconds(deadline)) != Wait::Ready) {
             break;
         }
     }

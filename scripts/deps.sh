@@ -8,6 +8,8 @@ packages=(
     googletest libgtest-dev
     clang libclang-rt-14-dev
     vsftpd python3 python3-pyftpdlib lftp curl wget
+    # TLS: the library, the tests' certificates, pyftpdlib's TLS handler
+    libssl-dev openssl python3-openssl
     # tar and gzip come with every system; unzip unpacks zip archives
     unzip
     # libraries of pure-ftpd and proftpd, which ftp-servers.sh unpacks without installing

@@ -8,7 +8,7 @@
 #endif
 
 PyFtpServer::PyFtpServer(std::vector<Account> accounts, int bytesPerSecond,
-                         const std::string& address)
+                         const std::string& address, const std::vector<std::string>& extra)
     : TestServer("pyftpdlib"), accounts_(std::move(accounts)) {
     // Debian's interpreter: the python3 first on PATH may be another one, without pyftpdlib.
     std::vector<std::string> arguments = {"/usr/bin/python3",
@@ -27,6 +27,7 @@ PyFtpServer::PyFtpServer(std::vector<Account> accounts, int bytesPerSecond,
         arguments.push_back("--rate");
         arguments.push_back(std::to_string(bytesPerSecond));
     }
+    arguments.insert(arguments.end(), extra.begin(), extra.end());
     process_ = std::make_unique<ChildProcess>(arguments);
     std::string line = process_->ReadLine(std::chrono::seconds(20));
     port_ = line.empty() ? 0 : std::stoi(line);

@@ -42,6 +42,7 @@ std::string RandomBytes(std::size_t size, unsigned seed);
 std::unique_ptr<TestServer> StartTestServer(const std::string& kind);
 
 // vsftpd and proftpd: anonymous log-on. pure-ftpd: one virtual user, and only as root.
-std::unique_ptr<TestServer> StartVsftpd();
+// `extraConfig`: more lines for vsftpd.conf (its TLS settings, for one).
+std::unique_ptr<TestServer> StartVsftpd(const std::string& extraConfig = {});
 std::unique_ptr<TestServer> StartProftpd();
 std::unique_ptr<TestServer> StartPureFtpd();

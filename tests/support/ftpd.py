@@ -17,6 +17,8 @@ def main():
     parser.add_argument("--port", type=int, default=0)
     parser.add_argument("--address", default="127.0.0.1")
     parser.add_argument("--rate", type=int, default=0, help="bytes a second on data connections")
+    parser.add_argument("--tls-cert", help="certificate file: explicit TLS required on every connection")
+    parser.add_argument("--tls-key", help="the certificate's private key file")
     args = parser.parse_args()
 
     logging.basicConfig(level=logging.ERROR)
@@ -27,7 +29,17 @@ def main():
 
     log = open(args.log, "a", buffering=1) if args.log else None
 
-    class Handler(FTPHandler):
+    base = FTPHandler
+    if args.tls_cert:
+        from pyftpdlib.handlers import TLS_FTPHandler
+
+        base = TLS_FTPHandler
+        base.certfile = args.tls_cert
+        base.keyfile = args.tls_key
+        base.tls_control_required = True
+        base.tls_data_required = True
+
+    class Handler(base):
         def pre_process_command(self, line, cmd, arg):
             if log:
                 log.write(line + "\n")
