@@ -84,11 +84,13 @@ ListingParser::Result ListingParser::ParseDos(std::string_view line) {
         return result;
     }
     return Checked({directory ? Kind::Directory : Kind::File,
-                    std::string(name.substr(0, kNameCapacity)), directory ? 0 : SizeOf(sizeOrDir)});
+                    std::string(name.substr(0, kNameCapacity)), directory ? 0 : SizeOf(sizeOrDir),
+                    std::nullopt});
 }
 
 ListingParser::Result ListingParser::Checked(Entry entry) {
-    bool unsafe = IsDotOrDotDot(entry.name) || entry.name.find('/') != std::string::npos;
+    bool unsafe = IsDotOrDotDot(entry.name) ||
+                  entry.name.find_first_of(std::string_view("/\0\r\n", 4)) != std::string::npos;
     return {unsafe ? Outcome::Unsafe : Outcome::Entry, std::move(entry)};
 }
 
@@ -122,5 +124,5 @@ ListingParser::Result ListingParser::Parse(std::string_view line) {
     if (kind != Kind::File && IsDotOrDotDot(name)) {
         return result;
     }
-    return Checked({kind, std::string(name), SizeOf(fields[4])});
+    return Checked({kind, std::string(name), SizeOf(fields[4]), std::nullopt});
 }
