@@ -28,9 +28,12 @@ def main():
     if args.anonymous:
         authorizer.add_anonymous(args.root, perm="elradfmwMT")
 
-    log = open(args.log, "a", buffering=1) if args.log else None
+    # Names are bytes: those that are not UTF-8 are kept as they are, as a Unix server does.
+    log = open(args.log, "a", buffering=1, errors="surrogateescape") if args.log else None
 
     class Handler(FTPHandler):
+        unicode_errors = "surrogateescape"
+
         def pre_process_command(self, line, cmd, arg):
             if log:
                 log.write(line + "\n")
