@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
-#include <set>
-#include <string>
 
 namespace {
 
@@ -14,26 +12,24 @@ using Outcome = ListingParser::Outcome;
 // What the type fact says of an entry.
 enum class Type { File, Directory, Link, Skipped };
 
-std::string LowerCase(std::string_view text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return lower;
+// Fact names and type values are compared without regard to case (RFC 3659, 7.1).
+bool SameText(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
+        return std::tolower(x) == std::tolower(y);
+    });
 }
 
 // "cdir" and "pdir" are the listed folder and its parent, not entries of it. Unix servers name
 // links "OS.unix=slink" or "OS.unix=symlink", some with ":target" after it.
 Type TypeOf(std::string_view value) {
-    std::string type = LowerCase(value);
-    if (type == "file") {
+    if (SameText(value, "file")) {
         return Type::File;
     }
-    if (type == "dir") {
+    if (SameText(value, "dir")) {
         return Type::Directory;
     }
-    std::string_view os(type);
-    os = os.substr(0, os.find(':'));
-    if (os == "os.unix=slink" || os == "os.unix=symlink") {
+    std::string_view os = value.substr(0, value.find(':'));
+    if (SameText(os, "OS.unix=slink") || SameText(os, "OS.unix=symlink")) {
         return Type::Link;
     }
     return Type::Skipped;
@@ -59,11 +55,12 @@ struct Facts {
     std::optional<Type> type;
     std::optional<long long> size;
     std::optional<std::time_t> modified;
+    bool modifySeen = false;
 };
 
-// False when a fact is malformed or named twice: such a line cannot be trusted.
+// False when a fact is malformed, or one that is used is named twice: such a line cannot be
+// trusted.
 bool ReadFacts(std::string_view text, Facts& facts) {
-    std::set<std::string> seen;
     while (!text.empty()) {
         std::size_t end = text.find(';');
         std::string_view fact = text.substr(0, end);
@@ -72,19 +69,26 @@ bool ReadFacts(std::string_view text, Facts& facts) {
         if (equals == 0 || equals == std::string_view::npos) {
             return false;
         }
-        std::string name = LowerCase(fact.substr(0, equals));
+        std::string_view name = fact.substr(0, equals);
         std::string_view value = fact.substr(equals + 1);
-        if (!seen.insert(name).second) {
-            return false;
-        }
-        if (name == "type") {
+        if (SameText(name, "type")) {
+            if (facts.type) {
+                return false;
+            }
             facts.type = TypeOf(value);
-        } else if (name == "size") {
+        } else if (SameText(name, "size")) {
+            if (facts.size) {
+                return false;
+            }
             facts.size = SizeOf(value);
             if (!facts.size) {
                 return false;
             }
-        } else if (name == "modify") {
+        } else if (SameText(name, "modify")) {
+            if (facts.modifySeen) {
+                return false;
+            }
+            facts.modifySeen = true;
             facts.modified = MlsdParser::TimeOf(value);
         }
     }
