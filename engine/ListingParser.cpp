@@ -21,10 +21,11 @@ std::string_view NextField(std::string_view line, std::size_t& at) {
     return {start, static_cast<std::size_t>(p - start)};
 }
 
+// 0, "unknown", for a size that is no number or below zero.
 long long SizeOf(std::string_view field) {
     long long size = 0;
     std::from_chars(field.data(), field.data() + field.size(), size);
-    return size;
+    return std::max(size, 0LL);
 }
 
 // The name is field 8 when the line ends inside it, else everything after the spaces that follow.
