@@ -12,7 +12,7 @@ using Outcome = ListingParser::Outcome;
 // What the type fact says of an entry.
 enum class Type { File, Directory, Link, Skipped };
 
-// Fact names and type values are compared without regard to case (RFC 3659, 7.1).
+// Fact names and type values are compared without regard to case (RFC 3659).
 bool SameText(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](unsigned char x, unsigned char y) {
         return std::tolower(x) == std::tolower(y);

@@ -50,7 +50,7 @@ TEST(FeaturesTest, ReadsTheFeaturesOfAFeatReply) {
     EXPECT_EQ(pyftpdlib.Parameters("LANG"), std::nullopt);
 }
 
-TEST(FeaturesTest, TellsUtf8NamesAndShowsOtherBytesAsReplacementCharacters) {
+TEST(Utf8TextTest, TellsUtf8NamesAndShowsOtherBytesAsReplacementCharacters) {
     const std::string kFffd = "\xEF\xBF\xBD";
     struct Case {
         std::string bytes;
