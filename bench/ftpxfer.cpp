@@ -1,8 +1,12 @@
 // ftpxfer: the engine on the command line, for benchmarks and black-box tests.
-//   ftpxfer [--active|--passive] [--ascii] [--stats] get|reget|put|ls URL [LOCAL]
+//   ftpxfer [--active|--passive] [--ascii] [--stats] [--tls|--tls-implicit] [--cacert FILE]
+//           get|reget|put|ls URL [LOCAL]
 // get writes LOCAL (a file, or a folder to put the remote name in); put sends LOCAL to the URL's
 // path. Exit status 0 only when the server confirmed the work, else the engine's result code,
-// with the FTP log on standard error.
+// with the FTP log on standard error. --tls requires explicit TLS (the user name and password
+// are never sent in clear), --tls-implicit speaks TLS from the first byte (port 990 unless the
+// URL names one); the certificate must verify against the system's store, or against the
+// certificates in --cacert FILE, and name the URL's host. The driver never asks.
 #include <sys/resource.h>
 
 #include <chrono>
@@ -41,11 +45,13 @@ struct Options {
     std::string verb;
     std::string url;
     std::string local;
+    FTPcommand::Security security = FTPcommand::Security::Plain;
+    std::string caFile;
 };
 
 int Usage() {
-    std::cerr << "usage: ftpxfer [--active|--passive] [--ascii] [--stats] get|reget|put|ls URL "
-                 "[LOCAL]\n";
+    std::cerr << "usage: ftpxfer [--active|--passive] [--ascii] [--stats] [--tls|--tls-implicit] "
+                 "[--cacert FILE] get|reget|put|ls URL [LOCAL]\n";
     return 64;
 }
 
@@ -61,6 +67,12 @@ bool ParseArguments(int argc, char** argv, Options& options) {
             options.ascii = true;
         } else if (argument == "--stats") {
             options.stats = true;
+        } else if (argument == "--tls") {
+            options.security = FTPcommand::Security::ExplicitRequired;
+        } else if (argument == "--tls-implicit") {
+            options.security = FTPcommand::Security::Implicit;
+        } else if (argument == "--cacert" && i + 1 < argc) {
+            options.caFile = argv[++i];
         } else if (argument.starts_with("--")) {
             return false;
         } else {
@@ -206,6 +218,10 @@ int main(int argc, char** argv) {
     AlertHook::Set([&log](const std::string& text) { log.AddLine("alert: " + text); });
     FTPcommand ftp;
     ftp.SetLog(&log);
+    ftp.SetSecurity(options.security, options.caFile);
+    if (options.security == FTPcommand::Security::Implicit && !url->portGiven) {
+        url->port = "990";
+    }
     int result = Run(ftp, options, *url);
     if (result != 0) {
         log.Print();

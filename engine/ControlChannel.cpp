@@ -94,6 +94,23 @@ void ControlChannel::End() {
     }
 }
 
+bool ControlChannel::StartTls(const TlsContext& context, const std::string& host,
+                              std::string* error) {
+    if (!socket_ || broken_ || ended_) {
+        *error = "the connection is closed";
+        return false;
+    }
+    if (!replies_.IsEmpty()) {
+        *error = "the server sent more than its reply before TLS began";
+        return false;
+    }
+    return socket_->StartTls(context, host, nullptr, error);
+}
+
+TlsConnection* ControlChannel::Tls() const {
+    return socket_ ? socket_->Tls() : nullptr;
+}
+
 std::string ControlChannel::LastReplyText() const {
     std::lock_guard lock(replyMutex_);
     return lastReply_;

@@ -14,6 +14,8 @@
 class Interrupter;
 class LogMonitor;
 class SocketIPS;
+class TlsConnection;
+class TlsContext;
 
 // The control connection of one FTP session: sends command lines and reads whole replies within
 // a deadline, each line to the log. What a reply means to a command is judged here too; turning
@@ -46,6 +48,12 @@ public:
     // 0 connected; else SocketIPS::Connect's result. Replaces any earlier connection.
     int Connect(const char* host, int port);
     bool IsOpen() const;
+    // Puts the connection under TLS (after 234 to AUTH TLS, or at once for implicit TLS).
+    // Refused when the server sent more than its reply before it: those bytes came in clear
+    // and would pass for protected ones. False with the reason in `error`.
+    bool StartTls(const TlsContext& context, const std::string& host, std::string* error);
+    // The connection's TLS, or null.
+    TlsConnection* Tls() const;
     const sockaddr_storage& LocalAddress() const;
     const sockaddr_storage& PeerAddress() const;
 

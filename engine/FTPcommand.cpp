@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include <openssl/ssl.h>
 #include <unistd.h>
 
 #include "AlertHook.h"
@@ -18,6 +19,7 @@
 #include "Reply.h"
 #include "SocketIPS.h"
 #include "StatusMonitor.h"
+#include "TlsContext.h"
 #include "ViewFolder.h"
 
 namespace {
@@ -158,7 +160,123 @@ int FTPcommand::Connect(const char* host, const char* port, StatusMonitor* statu
     }
     Step(status, "CONNECT OK", "CONNECT OK", "CONNECT OK");
     SetText(hostText_, host_);
-    return ReadGreeting();
+    protectData_ = false;
+    dataSession_.reset();
+    if (security_ == Security::Implicit && !SecureControl()) {
+        return 1;
+    }
+    if (int result = ReadGreeting(); result != 0) {
+        return result;
+    }
+    const bool explicitTls =
+        security_ == Security::ExplicitIfAvailable || security_ == Security::ExplicitRequired;
+    return explicitTls && !NegotiateExplicitTls() ? 1 : 0;
+}
+
+void FTPcommand::FreeSession::operator()(SSL_SESSION* session) const {
+    SSL_SESSION_free(session);
+}
+
+void FTPcommand::SetSecurity(Security security, std::string caFile) {
+    security_ = security;
+    caFile_ = std::move(caFile);
+    tls_.reset();
+}
+
+// The handshake, then the certificate: one that does not verify goes on only if the check says
+// so. Until then nothing has been sent on the connection.
+bool FTPcommand::SecureControl() {
+    std::string error;
+    if (!tls_ && !(tls_ = TlsContext::Create(caFile_, &error))) {
+        AlertHook::Raise(error);
+        return false;
+    }
+    if (!control_.StartTls(*tls_, host_, &error)) {
+        AlertHook::Raise("No TLS connection with " + host_ + ": " + error + ".");
+        control_.End();
+        return false;
+    }
+    const TlsConnection::Certificate certificate = control_.Tls()->PeerCertificate();
+    if (!certificate.verified &&
+        !(certificateCheck_ && certificateCheck_(certificate, host_, std::atoi(port_.c_str())))) {
+        Log("Certificate refused: " + certificate.problem + ".");
+        if (!certificateCheck_) {
+            AlertHook::Raise("The certificate of " + host_ +
+                             " cannot be trusted: " + certificate.problem + ".");
+        }
+        control_.End();
+        return false;
+    }
+    controlFingerprint_ = certificate.sha256;
+    Log("TLS connection with " + host_ + " (certificate " + certificate.sha256 + ").");
+    return true;
+}
+
+bool FTPcommand::NegotiateExplicitTls() {
+    std::optional<FtpReply> reply = control_.SendAndRead("AUTH", "TLS");
+    if (reply && reply->code == 234) {
+        return SecureControl();
+    }
+    if (security_ == Security::ExplicitRequired || !reply) {
+        if (reply) {
+            AlertHook::Raise(
+                "The server does not offer TLS: the log-on stopped before the user "
+                "name and password were sent.");
+        }
+        control_.End();
+        return false;
+    }
+    Log("The server does not offer TLS: the session goes on in plain FTP.");
+    return true;
+}
+
+// PBSZ 0 then PROT P: the data connections under TLS too. A server that will not is left in
+// clear only when the user accepted plain FTP as a fallback.
+bool FTPcommand::ProtectData() {
+    if (!IsControlProtected()) {
+        return true;
+    }
+    std::optional<FtpReply> size = control_.SendAndRead("PBSZ", "0");
+    std::optional<FtpReply> prot = size ? control_.SendAndRead("PROT", "P") : std::nullopt;
+    protectData_ = prot && prot->code / 100 == 2;
+    if (protectData_ || security_ == Security::ExplicitIfAvailable) {
+        return true;
+    }
+    AlertHook::Raise("The server will not protect the data connections (PROT P was refused).");
+    return false;
+}
+
+// Resumes the control connection's session (vsftpd insists); otherwise the data connection's
+// certificate must be the control connection's, or a third party could be serving the data.
+// Under TLS 1.3 a server may take each session ticket once: the next data connection resumes
+// with the newest ticket, which came on the data connection just ended.
+void FTPcommand::KeepDataSession() {
+    SocketIPS* socket = data_.Socket();
+    if (socket == nullptr || socket->Tls() == nullptr) {
+        return;
+    }
+    socket->CloseSocket();
+    if (SSL_SESSION* session = socket->Tls()->TakeSession()) {
+        dataSession_.reset(session);
+    }
+}
+
+bool FTPcommand::SecureData() {
+    SocketIPS* socket = data_.Socket();
+    if (!dataSession_) {
+        dataSession_.reset(control_.Tls()->TakeSession());
+    }
+    std::string error;
+    if (!socket->StartTls(*tls_, host_, dataSession_.get(), &error)) {
+        Log("No TLS on the data connection: " + error + ".");
+        return false;
+    }
+    if (!socket->Tls()->Resumed() &&
+        socket->Tls()->PeerCertificate().sha256 != controlFingerprint_) {
+        Log("The data connection showed another certificate than the control connection.");
+        return false;
+    }
+    return true;
 }
 
 // The greeting comes before anything is sent: 120 asks to wait, 220 opens the session, and a
@@ -186,6 +304,10 @@ int FTPcommand::Init(const char* host, const char* port, const char* user, const
     }
     switch (Logonto(status)) {
         case 0:
+            if (!ProtectData()) {
+                QUIT();
+                return 1;
+            }
             AskFeatures();
             return 0;
         case 1:
@@ -504,7 +626,7 @@ int FTPcommand::OpenData(const char* verb, const char* argument, int mode, const
         if (mode == 0) {
             Waiting();
         }
-        if (data_.Socket() == nullptr) {
+        if (data_.Socket() == nullptr || (protectData_ && !SecureData())) {
             return FinishTransfer(PumpEnd::ReceiveFailed);
         }
         return 0;
@@ -528,6 +650,7 @@ FTPcommand::PumpEnd FTPcommand::RunPump(Pump pump) {
 // failure or a stop, so that the next command gets its own reply. 0 only when every byte moved
 // and the server confirmed it.
 int FTPcommand::FinishTransfer(PumpEnd end) {
+    KeepDataSession();
     data_.Close();
     RAZinfo();
     int waitMs = timeoutMs_;

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -15,6 +16,7 @@
 #include "Features.h"
 #include "ListingParser.h"
 #include "MiniBase.h"
+#include "TlsConnection.h"
 #include "TransferInfo.h"
 
 class BarMonitor;
@@ -24,6 +26,7 @@ class LocalFile;
 class LogMonitor;
 class SocketIPS;
 class StatusMonitor;
+class TlsContext;
 class ViewFolder;
 
 // One FTP session: the control connection, the log-on, the one-line commands, the data
@@ -35,6 +38,13 @@ class ViewFolder;
 // second failure code (3 also for a failed send); 4 any other failure reply.
 class FTPcommand : public TransferInfo {
 public:
+    // Plain: no TLS. ExplicitIfAvailable: AUTH TLS, and plain FTP when the server refuses it.
+    // ExplicitRequired: AUTH TLS or nothing. Implicit: TLS from the first byte.
+    enum class Security { Plain, ExplicitIfAvailable, ExplicitRequired, Implicit };
+    // Asked, on the session's worker, about a certificate that does not verify: true to go on.
+    using CertificateCheck = std::function<bool(const TlsConnection::Certificate& certificate,
+                                                const std::string& host, int port)>;
+
     FTPcommand();
     ~FTPcommand() override;
     FTPcommand(const FTPcommand&) = delete;
@@ -121,6 +131,13 @@ public:
     void SetMiniBase(const MiniBase& miniBase) { miniBase_ = miniBase; }
 
     void SetLog(LogMonitor* log) { control_.SetLog(log); }
+    // Before Init. `caFile` empty: the system's certificates are trusted.
+    void SetSecurity(Security security, std::string caFile = {});
+    // None: a certificate that does not verify ends the log-on.
+    void SetCertificateCheck(CertificateCheck check) { certificateCheck_ = std::move(check); }
+    // The control connection runs TLS; the data connections too when PROT P was agreed.
+    bool IsControlProtected() const { return control_.Tls() != nullptr; }
+    bool IsDataProtected() const { return protectData_; }
     // Bounds every connect, reply and data wait; 40 s unless a test asks for less.
     void SetTimeout(int milliseconds);
     // Where files fetched for viewing go; a private folder of its own is made when none is set.
@@ -153,6 +170,11 @@ private:
     int ReadGreeting();
     void AskFeatures();
     int OpenListing(const char* directory, int mode);
+    bool SecureControl();
+    bool NegotiateExplicitTls();
+    bool ProtectData();
+    bool SecureData();
+    void KeepDataSession();
     int Command(const char* word, const char* argument, const Codes& codes);
     void Log(const std::string& line) const { control_.Log(line); }
     void Step(StatusMonitor* status, const char* statusText, const char* logText,
@@ -218,4 +240,15 @@ private:
     DataChannel data_;
     std::shared_ptr<ViewFolder> viewFolder_;
     MiniBase miniBase_;
+
+    Security security_ = Security::Plain;
+    std::string caFile_;
+    std::shared_ptr<TlsContext> tls_;
+    CertificateCheck certificateCheck_;
+    std::string controlFingerprint_;
+    bool protectData_ = false;
+    struct FreeSession {
+        void operator()(SSL_SESSION* session) const;
+    };
+    std::unique_ptr<SSL_SESSION, FreeSession> dataSession_;  // the next data connection resumes it
 };

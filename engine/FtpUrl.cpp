@@ -58,6 +58,7 @@ std::optional<FtpUrl> FtpUrl::Parse(const std::string& text) {
     std::size_t close = authority.find(']');
     if (colon != std::string::npos && (!bracketed || colon > close)) {
         url.port = authority.substr(colon + 1);
+        url.portGiven = true;
         authority = authority.substr(0, colon);
     }
     if (bracketed && authority.back() == ']') {

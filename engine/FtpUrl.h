@@ -10,6 +10,7 @@ struct FtpUrl {
     std::optional<std::string> password;
     std::string host;
     std::string port = "21";
+    bool portGiven = false;
     std::string path;
 
     static std::optional<FtpUrl> Parse(const std::string& text);

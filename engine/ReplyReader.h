@@ -36,6 +36,8 @@ public:
     bool Overflowed() const { return overflowed_; }
     // Drops everything buffered, for a new connection.
     void Reset();
+    // Nothing received that is not yet handed out.
+    bool IsEmpty() const { return partial_.empty() && open_.lines.empty() && ready_.empty(); }
 
     // The code of a line that starts a reply, or 0.
     static int CodeOf(std::string_view line);

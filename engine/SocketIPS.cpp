@@ -16,6 +16,7 @@
 
 #include "AlertHook.h"
 #include "Interrupter.h"
+#include "TlsConnection.h"
 
 namespace {
 
@@ -26,6 +27,8 @@ constexpr const char* kReceiveAlert = "Reveive errror.";
 constexpr std::size_t kReadAheadCapacity = 64 * 1024;
 // One splice moves at most this much: also the size of the kernel pipe behind it.
 constexpr std::size_t kSpliceChunk = 1024 * 1024;
+// How long the end of a TLS connection waits for the peer to close its side.
+constexpr int kTlsEndMs = 3000;
 
 socklen_t LengthOf(const sockaddr_storage& address) {
     return address.ss_family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
@@ -76,6 +79,9 @@ void SocketIPS::RememberAddresses() {
 }
 
 SocketIPS::~SocketIPS() {
+    if (tls_ && !closed_) {
+        EndTls();
+    }
     for (int descriptor : {fd_, pipe_[0], pipe_[1]}) {
         if (descriptor >= 0) {
             close(descriptor);
@@ -311,6 +317,9 @@ int SocketIPS::FailSend(bool interrupted) {
 }
 
 bool SocketIPS::SendAll(const char* bytes, std::size_t length, bool* interrupted) {
+    if (tls_) {
+        return SendTls(bytes, length, interrupted);
+    }
     while (length > 0) {
         if (closed_ || fd_ < 0) {
             return false;
@@ -389,7 +398,8 @@ long long SocketIPS::ReceiveToFile(int fileFd, std::size_t count) {
         ssize_t written = write(fileFd, buffered.data(), buffered.size());
         return written == static_cast<ssize_t>(buffered.size()) ? written : -2;
     }
-    if (!OpenPipe()) {
+    // TLS bytes are decrypted here: no splice for them.
+    if (tls_ || !OpenPipe()) {
         std::vector<char> block(std::min(count, kSpliceChunk));
         int got = RecvBin(block.data(), static_cast<int>(block.size()));
         if (got <= 0) {
@@ -430,6 +440,9 @@ long long SocketIPS::ReceiveToFile(int fileFd, std::size_t count) {
 }
 
 ssize_t SocketIPS::ReceiveSome(char* buffer, std::size_t capacity, int timeoutMs) {
+    if (tls_) {
+        return ReceiveTls(buffer, capacity, timeoutMs);
+    }
     while (true) {
         if (closed_ || fd_ < 0) {
             recvState_ = RecvState::Failed;
@@ -574,6 +587,9 @@ long SocketIPS::ReceiveQuietly(char* buffer, std::size_t capacity, int timeoutMs
 }
 
 void SocketIPS::CloseSocket() {
+    if (tls_ && !closed_) {
+        EndTls();
+    }
     // Only the owner closes, so no other thread can be blocked on this descriptor now.
     std::lock_guard lock(fdMutex_);
     if (fd_ >= 0) {
@@ -588,4 +604,118 @@ void SocketIPS::Shutdown() {
     if (fd_ >= 0) {
         shutdown(fd_, SHUT_RDWR);
     }
+}
+
+// ---- TLS ----
+
+bool SocketIPS::StartTls(const TlsContext& context, const std::string& host, SSL_SESSION* resume,
+                         std::string* error) {
+    if (recvPosition_ < recvCount_) {
+        *error = "the server sent bytes before TLS began";
+        return false;
+    }
+    tls_ = std::make_unique<TlsConnection>(context, fd_, host, resume);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs_);
+    while (true) {
+        const TlsConnection::Status status = tls_->Handshake();
+        if (status == TlsConnection::Status::Done) {
+            return true;
+        }
+        const bool waits =
+            status == TlsConnection::Status::WantRead || status == TlsConnection::Status::WantWrite;
+        const Wait wait =
+            waits ? WaitFor(status == TlsConnection::Status::WantRead ? POLLIN : POLLOUT,
+                            Milliseconds(deadline))
+                  : Wait::Failed;
+        if (wait != Wait::Ready) {
+            *error = wait == Wait::TimedOut      ? "no TLS answer in time"
+                     : wait == Wait::Interrupted ? "stopped"
+                                                 : tls_->LastError();
+            tls_.reset();
+            return false;
+        }
+    }
+}
+
+ssize_t SocketIPS::ReceiveTls(char* buffer, std::size_t capacity, int timeoutMs) {
+    while (true) {
+        if (closed_ || fd_ < 0) {
+            recvState_ = RecvState::Failed;
+            return -1;
+        }
+        const TlsConnection::Io io = tls_->Read(buffer, capacity);
+        switch (io.status) {
+            case TlsConnection::Status::Done:
+                recvState_ = RecvState::Ok;
+                return static_cast<ssize_t>(io.bytes);
+            case TlsConnection::Status::Closed:
+                recvState_ = RecvState::EndOfData;
+                return 0;
+            case TlsConnection::Status::Failed:
+                recvState_ = RecvState::Failed;
+                return -1;
+            case TlsConnection::Status::WantRead:
+            case TlsConnection::Status::WantWrite:
+                break;
+        }
+        const short events = io.status == TlsConnection::Status::WantRead ? POLLIN : POLLOUT;
+        switch (WaitFor(events, timeoutMs)) {
+            case Wait::Ready:
+                continue;
+            case Wait::TimedOut:
+                recvState_ = RecvState::TimedOut;
+                return -1;
+            case Wait::Interrupted:
+                recvState_ = RecvState::Interrupted;
+                return -1;
+            case Wait::Failed:
+                recvState_ = RecvState::Failed;
+                return -1;
+        }
+    }
+}
+
+// close_notify, so that the peer knows the data ended here and was not cut (vsftpd refuses an
+// upload without it); then our half closed, and what the peer still sends read through TLS and
+// dropped until it closes too: its session tickets are kept that way, and closing with unread
+// bytes would reset the connection and throw away the end of an upload still in flight.
+void SocketIPS::EndTls() {
+    tls_->Close();
+    ::shutdown(fd_, SHUT_WR);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kTlsEndMs);
+    char sink[4096];
+    while (true) {
+        const TlsConnection::Io io = tls_->Read(sink, sizeof sink);
+        if (io.status == TlsConnection::Status::Done) {
+            continue;
+        }
+        if (io.status != TlsConnection::Status::WantRead ||
+            WaitFor(POLLIN, Milliseconds(deadline)) != Wait::Ready) {
+            break;
+        }
+    }
+}
+
+bool SocketIPS::SendTls(const char* bytes, std::size_t length, bool* interrupted) {
+    while (length > 0) {
+        if (closed_ || fd_ < 0) {
+            return false;
+        }
+        const TlsConnection::Io io = tls_->Write(bytes, length);
+        if (io.status == TlsConnection::Status::Done) {
+            bytes += io.bytes;
+            length -= io.bytes;
+            continue;
+        }
+        if (io.status != TlsConnection::Status::WantRead &&
+            io.status != TlsConnection::Status::WantWrite) {
+            return false;
+        }
+        const Wait wait = WaitFor(io.status == TlsConnection::Status::WantRead ? POLLIN : POLLOUT);
+        if (wait != Wait::Ready) {
+            *interrupted = wait == Wait::Interrupted;
+            return false;
+        }
+    }
+    return true;
 }

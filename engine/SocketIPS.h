@@ -1,5 +1,6 @@
 #pragma once
 
+#include <openssl/types.h>
 #include <sys/socket.h>
 
 #include <cstdint>
@@ -11,6 +12,10 @@
 #include <vector>
 
 class Interrupter;
+class TlsConnection;
+class TlsContext;
+// As <openssl/ssl.h> names it, without including all of it.
+typedef struct ssl_session_st SSL_SESSION;
 
 // One TCP endpoint: a control connection, a data connection, a listener or an accepted
 // connection. Every wait is bounded by a time-out and can be woken by an Interrupter, so that
@@ -65,6 +70,14 @@ public:
     // -1 on failure (LastRecvState says which).
     long ReceiveQuietly(char* buffer, std::size_t capacity, int timeoutMs);
 
+    // Starts TLS on this connected socket and completes the handshake within the time-out;
+    // from then on every byte goes through it. Refused when the peer has already sent bytes
+    // that were read ahead: they came before TLS and cannot be trusted. `resume`: a session to
+    // resume, or null. False with the reason in `error`.
+    bool StartTls(const TlsContext& context, const std::string& host, SSL_SESSION* resume,
+                  std::string* error);
+    TlsConnection* Tls() const { return tls_.get(); }
+
     void CloseSocket();
     // Safe from any thread: ends the connection under a blocked call without closing it.
     void Shutdown();
@@ -87,6 +100,9 @@ private:
 
     Wait WaitFor(short events) const { return WaitFor(events, timeoutMs_); }
     Wait WaitFor(short events, int timeoutMs) const;
+    ssize_t ReceiveTls(char* buffer, std::size_t capacity, int timeoutMs);
+    void EndTls();
+    bool SendTls(const char* bytes, std::size_t length, bool* interrupted);
     void RememberAddresses();
     int ConnectTo(const struct addrinfo& candidate, int timeoutMs);
     bool SendAll(const char* bytes, std::size_t length, bool* interrupted);
@@ -118,6 +134,7 @@ private:
     // Kernel pipe between the socket and a file for ReceiveToFile; -1 until first needed.
     int pipe_[2] = {-1, -1};
     bool spliceToFileWorks_ = true;
+    std::unique_ptr<TlsConnection> tls_;
     // Guards fd_ against Shutdown from another thread while the owner closes it.
     mutable std::mutex fdMutex_;
 };

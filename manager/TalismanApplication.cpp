@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QInputDialog>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QTimer>
@@ -113,6 +114,10 @@ void TalismanApplication::AskPassword(Message open, const std::string& user,
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setWindowTitle("Tarvik");
     dialog->setLabelText(QString::fromStdString("Password for " + user + " on " + host + ":"));
+    // The names come from a link: shown as they are, never as rich text.
+    for (QLabel* label : dialog->findChildren<QLabel*>()) {
+        label->setTextFormat(Qt::PlainText);
+    }
     dialog->setTextEchoMode(QLineEdit::Password);
     connect(dialog, &QInputDialog::textValueSelected, this, [this, open](const QString& text) {
         Message withPassword = open;

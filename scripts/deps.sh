@@ -8,11 +8,18 @@ packages=(
     googletest libgtest-dev
     clang libclang-rt-14-dev
     vsftpd python3 python3-pyftpdlib lftp curl wget
+    # TLS: the library, the tests' certificates, pyftpdlib's TLS handler
+    libssl-dev openssl python3-openssl
     # tar and gzip come with every system; unzip unpacks zip archives
     unzip
     # libraries of pure-ftpd and proftpd, which ftp-servers.sh unpacks without installing
     libsodium23 libssl3 libcap2 libhiredis0.14 libmemcached11 libmemcachedutil2 libpcre2-posix3
     xvfb xauth imagemagick
+    # one program per desktop session: a session bus for the tests and gdbus to call it
+    dbus-daemon libglib2.0-bin
+    # the desktop integration test and the Debian package: xdg-mime asks mimetype (from
+    # libfile-mimeinfo-perl) for a file's type outside a desktop environment
+    xdg-utils shared-mime-info desktop-file-utils libfile-mimeinfo-perl dpkg-dev
 )
 
 missing=()

@@ -61,8 +61,8 @@ TEST(FtpxferTest, ListsGetsAndPutsUnderAnyLocalName) {
 TEST(FtpxferTest, ReachesAServerOnAnIPv6Literal) {
     std::unique_ptr<PyFtpServer> server;
     try {
-        server = std::make_unique<PyFtpServer>(std::vector<PyFtpServer::Account>{{"u", "p"}}, false,
-                                               "::1");
+        server =
+            std::make_unique<PyFtpServer>(std::vector<PyFtpServer::Account>{{"u", "p"}}, 0, "::1");
     } catch (const std::exception&) {
         GTEST_SKIP() << "no IPv6 loopback on this machine";
     }

@@ -1,14 +1,15 @@
-// Transfers and listings against real servers, in active and passive mode.
+// The control connection, transfers and listings against real servers, as they really answer,
+// in active and passive mode.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <condition_variable>
 #include <filesystem>
 #include <mutex>
-#include <random>
 #include <thread>
 
 #include "FTPcommand.h"
+#include "PyFtpServer.h"
 #include "Recorders.h"
 #include "TempDir.h"
 #include "TestServer.h"
@@ -16,15 +17,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string RandomBytes(std::size_t size, unsigned seed) {
-    std::mt19937 generator(seed);
-    std::string bytes(size, '\0');
-    for (char& byte : bytes) {
-        byte = static_cast<char>(generator());
-    }
-    return bytes;
-}
 
 // Pauses the transfer once enough bytes have passed, until another thread has called STOP.
 class StopAfter : public StatusRecorder {
@@ -79,6 +71,7 @@ protected:
         EXPECT_EQ(command->Init("127.0.0.1", server->PortText().c_str(), server->User().c_str(),
                                 server->Password().c_str(), nullptr),
                   0);
+        EXPECT_EQ(command->OperationText(), "LOGIN COMPLETE");
         EXPECT_EQ(command->CWD("/pub"), 0);
         return command;
     }
@@ -96,6 +89,39 @@ protected:
     std::unique_ptr<TestServer> server;
     std::unique_ptr<FTPcommand> ftp;
 };
+
+TEST_P(TransferServerTest, LogsOnAndDirectoryCommandsSucceedOrAreRefused) {
+    EXPECT_TRUE(log.Contains("END LOGIN"));
+    TempDir::WriteFile(server->Pub() / "old.txt", "x");
+
+    EXPECT_EQ(ftp->PWD(), "/pub");
+    EXPECT_EQ(ftp->CWD("/no/such/dir"), 3);  // 550
+    EXPECT_EQ(ftp->PWD(), "/pub");
+
+    EXPECT_EQ(ftp->MKD("made here"), 0);
+    EXPECT_TRUE(fs::is_directory(server->Pub() / "made here"));
+    EXPECT_EQ(ftp->MKD("made here"), 3);  // 550: exists
+    EXPECT_EQ(ftp->RMD("made here"), 0);
+    EXPECT_FALSE(fs::exists(server->Pub() / "made here"));
+    EXPECT_EQ(ftp->RMD("never made"), 3);
+
+    EXPECT_EQ(ftp->RENAME("old.txt", "new.txt"), 0);
+    EXPECT_TRUE(fs::exists(server->Pub() / "new.txt"));
+    EXPECT_NE(ftp->RENAME("missing.txt", "other.txt"), 0);  // RNFR refused, then RNTO out of order
+    EXPECT_FALSE(fs::exists(server->Pub() / "other.txt"));
+
+    EXPECT_EQ(ftp->DELE("new.txt"), 0);
+    EXPECT_FALSE(fs::exists(server->Pub() / "new.txt"));
+    EXPECT_EQ(ftp->DELE("new.txt"), 3);
+
+    EXPECT_EQ(ftp->ASCII(), 0);
+    EXPECT_EQ(ftp->BINARY(), 0);
+    EXPECT_EQ(ftp->MODESTREAM(), 0);
+    EXPECT_EQ(ftp->QUIT(), 0);
+    EXPECT_EQ(Count("USER " + server->User()), 1);
+    EXPECT_EQ(Count("QUIT"), 1);
+    EXPECT_TRUE(alerts.Texts().empty());
+}
 
 TEST_P(TransferServerTest, BinaryGetAndPutAreByteIdentical) {
     std::string original = RandomBytes(3 * 1024 * 1024 + 17, 1);
@@ -188,5 +214,25 @@ INSTANTIATE_TEST_SUITE_P(Servers, TransferServerTest, ::testing::ValuesIn(EveryS
                              std::replace(name.begin(), name.end(), '-', '_');
                              return name + (info.param.mode == 0 ? "_active" : "_passive");
                          });
+
+TEST(FTPcommandLogOnTest, BadPasswordAlertsThenQuits) {
+    AlertRecorder alerts;
+    PyFtpServer server(std::vector<PyFtpServer::Account>{{"alice", "right"}});
+    FTPcommand ftp;
+    EXPECT_EQ(ftp.Init("127.0.0.1", server.PortText().c_str(), "alice", "wrong", nullptr), 1);
+    EXPECT_EQ(alerts.Texts(), std::vector<std::string>{"Password not accepted."});
+    auto commands = server.Commands();
+    ASSERT_FALSE(commands.empty());
+    EXPECT_EQ(commands.back(), "QUIT");
+}
+
+TEST(FTPcommandLogOnTest, NamedUserOnAnAnonymousOnlyVsftpdIsRefusedWithoutAlert) {
+    AlertRecorder alerts;
+    auto server = StartTestServer("vsftpd");
+    FTPcommand ftp;
+    // vsftpd answers USER with "530 This FTP server is anonymous only.": result 4, no alert.
+    EXPECT_EQ(ftp.Init("127.0.0.1", server->PortText().c_str(), "alice", "pw", nullptr), 1);
+    EXPECT_TRUE(alerts.Texts().empty());
+}
 
 }  // namespace

@@ -28,9 +28,8 @@
 #include "PathLabel.h"
 #include "PromptW.h"
 #include "PyFtpServer.h"
-#include "RecordingWindow.h"
-#include "ScriptedAlerts.h"
 #include "ScriptedPeer.h"
+#include "SessionFixture.h"
 #include "StatusBar.h"
 #include "TempDir.h"
 
@@ -126,10 +125,9 @@ TEST(ServerTextTest, MarkupAndMnemonicsFromTheServerAreShownLiterally) {
 
 namespace {
 
-class FTPWindowTest : public ::testing::Test {
+class FTPWindowTest : public SessionFixture {
 protected:
     void SetUp() override {
-        Alert::InstallEngineHook();
         fs::create_directories(server.Pub() / "incoming");
         fs::create_directories(server.Root() / "docs");
         TempDir::WriteFile(server.Pub() / "readme.txt", "hello");
@@ -140,47 +138,11 @@ protected:
         mkfifo((local / "fifo").c_str(), 0600);
     }
 
-    // A window logged on to the server, both panes filled.
-    QPointer<FTPWindow> Open(FTPWindow::LogOn logOn = {}, int passive = 1) {
-        auto* window =
-            new FTPWindow(QRect(60, 60, 460, 525), "Tarvik Transfer  Host: test ", "127.0.0.1",
-                          server.User(), server.Password(), "", "", 0,
-                          43000 + static_cast<int>(getpid() % 10000), passive, &application);
-        logOn.port = server.PortText();
-        if (!logOn.localDirectory) {
-            logOn.localDirectory = local.Path().string();
-        }
-        window->Init(logOn);
-        window->show();
-        EXPECT_TRUE(WaitUntil([&] { return !window->IsLoggingOn() && !window->IsBusy(); }, 10s));
-        return window;
-    }
-
-    void Post(FTPWindow* window, Message message) {
-        window->PostMessage(std::move(message));
-        Settle(30ms);
-        ASSERT_TRUE(WaitUntil([&] { return !window->IsBusy(); }, 10s));
-    }
-
-    static Message ChangeHost(const std::string& path) {
-        return Message(FTPWindow::kChangeHost).AddString("prompt", path);
-    }
-
-    void Close(QPointer<FTPWindow>& window) {
-        if (window) {
-            window->PostMessage(Message(FTPWindow::kQuickLogout));
-            EXPECT_TRUE(WaitUntil([&] { return window.isNull(); }, 10s));
-        }
-    }
-
-    ScriptedAlerts alerts;
-    RecordingWindow application;
     PyFtpServer server;
-    TempDir local;
 };
 
 TEST_F(FTPWindowTest, LogsOnAndFillsBothPanes) {
-    QPointer<FTPWindow> window = Open();
+    QPointer<FTPWindow> window = Open(server);
     ASSERT_TRUE(window);
     EXPECT_TRUE(window->IsConnected());
     const Strings localDirectories = Texts(window->LocalDirectories());
@@ -201,22 +163,19 @@ TEST_F(FTPWindowTest, LogsOnAndFillsBothPanes) {
     EXPECT_EQ(window->Bar()->Text(), "Idle.");
     EXPECT_EQ(Count(server.Commands(), "MODE S"), 1);
     EXPECT_TRUE(alerts.Texts().empty());
-    Close(window);
 }
 
 TEST_F(FTPWindowTest, HostDirectoriesComeFromTheCacheUntilReloaded) {
-    FTPWindow::LogOn logOn;
-    logOn.startPath = "/pub";
-    QPointer<FTPWindow> window = Open(logOn);
+    QPointer<FTPWindow> window = Open(server, 1, "/pub");
     ASSERT_TRUE(window);
     EXPECT_EQ(window->HostPath(), "/pub");
-    Post(window, ChangeHost(".."));
-    Post(window, ChangeHost(".."));
+    Issue(ChangeHost(".."));
+    Issue(ChangeHost(".."));
     EXPECT_EQ(window->HostPath(), "/") << "up from the root stays there";
     EXPECT_EQ(window->HostLabel()->FullText(), " Host: /");
 
     std::size_t before = server.Commands().size();
-    Post(window, ChangeHost("pub"));
+    Issue(ChangeHost("pub"));
     auto after = server.Commands();
     EXPECT_EQ(Strings(after.begin() + static_cast<long>(before), after.end()),
               (Strings{"CWD pub", "PWD"}))
@@ -241,15 +200,14 @@ TEST_F(FTPWindowTest, HostDirectoriesComeFromTheCacheUntilReloaded) {
     Settle(30ms);
     ASSERT_TRUE(WaitUntil([&] { return !window->IsBusy(); }, 10s));
     EXPECT_TRUE(Holds(window->HostFiles(), "fresh.bin", EntryStringItem::File));
-    Post(window, ChangeHost(".."));
-    Post(window, ChangeHost("pub"));
+    Issue(ChangeHost(".."));
+    Issue(ChangeHost("pub"));
     EXPECT_EQ(Count(server.Commands(), "MLSD"), lists + 1);
     EXPECT_TRUE(Holds(window->HostFiles(), "fresh.bin", EntryStringItem::File));
-    Close(window);
 }
 
 TEST_F(FTPWindowTest, QuickLogoutClosesWithoutAskingAndLogoutAsks) {
-    QPointer<FTPWindow> window = Open();
+    QPointer<FTPWindow> window = Open(server);
     ASSERT_TRUE(window);
     alerts.Answer(1);  // "No"
     window->PostMessage(Message(kQuitRequested));
@@ -263,15 +221,14 @@ TEST_F(FTPWindowTest, QuickLogoutClosesWithoutAskingAndLogoutAsks) {
     EXPECT_EQ(application.Codes().back(), FourCC("EndW"));
     EXPECT_EQ(Count(server.Commands(), "QUIT"), 1);
 
-    QPointer<FTPWindow> quick = Open();
+    QPointer<FTPWindow> quick = Open(server);
     ASSERT_TRUE(quick);
-    quick->PostMessage(Message(FTPWindow::kQuickLogout));
-    EXPECT_TRUE(WaitUntil([&] { return quick.isNull(); }, 10s));
+    Close();
     EXPECT_EQ(alerts.Texts().size(), 2u);  // no new question
 }
 
 TEST_F(FTPWindowTest, LocalOpenAndTypeAhead) {
-    QPointer<FTPWindow> window = Open();
+    QPointer<FTPWindow> window = Open(server);
     ASSERT_TRUE(window);
     local.Write("alpha.txt", "");
     local.Write("Apple.txt", "");
@@ -292,7 +249,6 @@ TEST_F(FTPWindowTest, LocalOpenAndTypeAhead) {
     window->PostMessage(Message(FTPWindow::kChangeLocal).AddString("prompt", ".."));
     ASSERT_TRUE(WaitUntil([&] { return !window->LocalDirectory().ends_with("/photos/"); }));
     EXPECT_EQ(window->LocalDirectory(), fs::canonical(local.Path()).string() + "/");
-    Close(window);
 }
 
 TEST_F(FTPWindowTest, FailedLogOnAlertsAndCloses) {
@@ -301,18 +257,15 @@ TEST_F(FTPWindowTest, FailedLogOnAlertsAndCloses) {
         ScriptedPeer gone;
         refused = gone.Port();
     }
-    auto* window = new FTPWindow(QRect(60, 60, 460, 525), "t", "127.0.0.1", "u", "p", "", "", 0,
-                                 6000, 1, &application);
-    QPointer<FTPWindow> watched = window;
     FTPWindow::LogOn logOn;
     logOn.port = std::to_string(refused);
-    window->Init(logOn);
-    EXPECT_TRUE(WaitUntil([&] { return watched.isNull(); }, 10s));
+    Start(logOn, "u", "p");
+    EXPECT_TRUE(WaitUntil([&] { return window_.isNull(); }, 10s));
     EXPECT_EQ(alerts.Texts(), Strings{"Impossible connection\nHost unreachable."});
 }
 
 TEST_F(FTPWindowTest, SecondConnectionLogsOnInBinaryMode) {
-    QPointer<FTPWindow> window = Open();
+    QPointer<FTPWindow> window = Open(server);
     ASSERT_TRUE(window);
     std::unique_ptr<FTPcommand> second;
     // A worker's call: it needs nothing from the GUI thread.
@@ -323,14 +276,11 @@ TEST_F(FTPWindowTest, SecondConnectionLogsOnInBinaryMode) {
     EXPECT_EQ(Count(commands, "USER " + server.User()), 2);
     EXPECT_EQ(Count(commands, "TYPE I"), 1);
     second->QUIT();
-    Close(window);
 }
 
 // A scripted server: the log-on, then whatever the test adds.
-class FTPWindowPeerTest : public ::testing::Test {
+class FTPWindowPeerTest : public SessionFixture {
 protected:
-    void SetUp() override { Alert::InstallEngineHook(); }
-
     // The log-on of "bob", then the first listing's LIST: the test says what answers it.
     ScriptedPeer& LogOnAndList() {
         return peer.Reply("220 hi")
@@ -344,32 +294,32 @@ protected:
             .Passive()
             .Expect("LIST");
     }
+    // The firewall's log-on up to its answer to the firewall password.
+    ScriptedPeer& FirewallAnswers(const std::string& passwordReply) {
+        return peer.Reply("220 firewall")
+            .Expect("fwuser")
+            .Reply("331 firewall password please")
+            .Expect("fwpass")
+            .Reply(passwordReply);
+    }
 
-    // Straight to the peer, or through the firewall that logOn names.
-    QPointer<FTPWindow> Start(FTPWindow::LogOn logOn = {}) {
-        if (!logOn.firewall) {
-            logOn.port = std::to_string(peer.Port());
+    // Straight to the peer, or through the firewall that the peer plays.
+    QPointer<FTPWindow> Start(bool throughFirewall = false) {
+        FTPWindow::LogOn logOn;
+        logOn.port = std::to_string(peer.Port());
+        if (throughFirewall) {
+            logOn.port = "21";
+            logOn.firewall = true;
+            logOn.firewallHost = "127.0.0.1";
+            logOn.firewallPort = std::to_string(peer.Port());
+            logOn.firewallUser = "fwuser";
+            logOn.firewallPassword = "fwpass";
+            logOn.firewallCommand = "USER bob@ftp.example:21";
         }
         peer.Start();
-        auto* window = new FTPWindow(QRect(60, 60, 460, 525), "t", "127.0.0.1", "bob", "secret", "",
-                                     "", 0, 44000, 1, nullptr);
-        window->Init(logOn);
-        return window;
+        return SessionFixture::Start(logOn, "bob", "secret");
     }
 
-    // The peer plays the firewall, which the host is reached through.
-    FTPWindow::LogOn ThroughFirewall() {
-        FTPWindow::LogOn logOn;
-        logOn.firewall = true;
-        logOn.firewallHost = "127.0.0.1";
-        logOn.firewallPort = std::to_string(peer.Port());
-        logOn.firewallUser = "fwuser";
-        logOn.firewallPassword = "fwpass";
-        logOn.firewallCommand = "USER bob@ftp.example:21";
-        return logOn;
-    }
-
-    ScriptedAlerts alerts;
     ScriptedPeer peer;
 };
 
@@ -384,8 +334,7 @@ TEST_F(FTPWindowPeerTest, StopEndsAListingFromASilentServer) {
     ASSERT_TRUE(WaitUntil([&] { return !window->IsBusy(); }, 5s));
     // The server may still answer the cut listing for a second; this one never does.
     EXPECT_LT(std::chrono::steady_clock::now() - stopped, 2s);
-    window->PostMessage(Message(FTPWindow::kQuickLogout));
-    EXPECT_TRUE(WaitUntil([&] { return window.isNull(); }, 5s));
+    Close();
     EXPECT_TRUE(alerts.Texts().empty());
 }
 
@@ -402,11 +351,7 @@ TEST_F(FTPWindowPeerTest, ClosingWhileAWorkerWaitsOnASilentServerEndsAtOnce) {
 }
 
 TEST_F(FTPWindowPeerTest, FirewallLogOnSendsUserPasswordAndCommandInThatOrder) {
-    peer.Reply("220 firewall")
-        .Expect("fwuser")
-        .Reply("331 firewall password please")
-        .Expect("fwpass")
-        .Reply("230 through the firewall")
+    FirewallAnswers("230 through the firewall")
         .Expect("USER bob@ftp.example:21")
         .Reply("331 password please")
         .Expect("PASS secret")
@@ -414,24 +359,17 @@ TEST_F(FTPWindowPeerTest, FirewallLogOnSendsUserPasswordAndCommandInThatOrder) {
         .Expect("MODE S")
         .Reply("200 ok")
         .Silence();
-    QPointer<FTPWindow> window = Start(ThroughFirewall());
+    QPointer<FTPWindow> window = Start(true);
     ASSERT_TRUE(WaitUntil([&] { return peer.Received().find("PASV") != std::string::npos; }, 10s));
     EXPECT_EQ(peer.Received(),
               "fwuser\r\nfwpass\r\nUSER bob@ftp.example:21\r\nPASS secret\r\nMODE S\r\nPASV\r\n");
     EXPECT_TRUE(peer.Mismatches().empty());
     window->PostMessage(Message(FTPWindow::kStop));
-    window->PostMessage(Message(FTPWindow::kQuickLogout));
-    EXPECT_TRUE(WaitUntil([&] { return window.isNull(); }, 10s));
 }
 
 TEST_F(FTPWindowPeerTest, AFirewallThatRefusesALineIsReportedInItsOwnWords) {
-    peer.Reply("220 firewall")
-        .Expect("fwuser")
-        .Reply("331 firewall password please")
-        .Expect("fwpass")
-        .Reply("530 Bad firewall password.")
-        .Silence();
-    QPointer<FTPWindow> window = Start(ThroughFirewall());
+    FirewallAnswers("530 Bad firewall password.").Silence();
+    QPointer<FTPWindow> window = Start(true);
     ASSERT_TRUE(WaitUntil([&] { return window.isNull(); }, 10s));
     EXPECT_EQ(alerts.Texts(), std::vector<std::string>{
                                   "The firewall refused the log-on:\n530 Bad firewall password."});

@@ -8,7 +8,6 @@
 #include <QProcess>
 #include <QUrl>
 
-#include "Alert.h"
 #include "LPBListView.h"
 #include "PromptW.h"
 #include "PyFtpServer.h"
@@ -39,10 +38,9 @@ std::vector<PromptW*> OpenPrompts() {
     return prompts;
 }
 
-class HostCommandsTest : public SessionFixture, public ::testing::TestWithParam<std::string> {
+class HostCommandsTest : public SessionFixture, public ::testing::WithParamInterface<std::string> {
 protected:
     void SetUp() override {
-        Alert::InstallEngineHook();
         server = StartTestServer(GetParam());
         work = server->Pub() / "work";
         fs::create_directories(work / "full");
@@ -55,7 +53,6 @@ protected:
         }
         fs::permissions(work, fs::perms::all);
     }
-    void TearDown() override { Close(); }
 
     bool HostLists(const char* name) {
         return window_->HostFiles()->SelectText(name) ||
@@ -117,20 +114,13 @@ TEST_P(HostCommandsTest, MakeRemoveDeleteRenameAndViewEachShowTheirOutcome) {
 
 INSTANTIATE_TEST_SUITE_P(Servers, HostCommandsTest, ::testing::Values("pyftpdlib", "vsftpd"));
 
-class LocalCommandsTest : public SessionFixture, public ::testing::Test {
+class LocalCommandsTest : public SessionFixture {
 protected:
     void SetUp() override {
         fs::create_directory(outside.Path() / "chosen");
         local_ = outside.Path() / "chosen";
-        window_ = new FTPWindow(QRect(60, 60, 460, 525), "local", "127.0.0.1", server.User(),
-                                server.Password(), "", "", 0, 45000, 1, &application);
-        FTPWindow::LogOn logOn;
-        logOn.port = server.PortText();
-        logOn.localDirectory = local_.string();
-        window_->Init(logOn);
-        ASSERT_TRUE(WaitUntil([&] { return !window_->IsLoggingOn() && !window_->IsBusy(); }));
+        ASSERT_TRUE(Open(server, 1, std::nullopt, local_.string()));
     }
-    void TearDown() override { Close(); }
     // Posts a local command and waits for its worker.
     void Run(Message message) {
         window_->PostMessage(std::move(message));

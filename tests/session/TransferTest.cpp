@@ -7,21 +7,12 @@
 
 #include <filesystem>
 #include <map>
-#include <random>
 
-#include "Alert.h"
-#include "FTPWindow.h"
-#include "GuiWait.h"
 #include "LPBListView.h"
 #include "MultiListDriver.h"
 #include "PyFtpServer.h"
-#include "RecordingWindow.h"
-#include "ScriptedAlerts.h"
 #include "ScriptedPeer.h"
 #include "SessionFixture.h"
-#include "TempDir.h"
-#include "TestServer.h"
-#include "XFerWin.h"
 
 namespace {
 
@@ -33,24 +24,13 @@ struct Setup {
     int passive;
 };
 
-class TransferTest : public SessionFixture, public ::testing::TestWithParam<Setup> {
+class TransferTest : public SessionFixture, public ::testing::WithParamInterface<Setup> {
 protected:
-    void SetUp() override {
-        Alert::InstallEngineHook();
-        server = StartTestServer(GetParam().server);
-    }
-    void TearDown() override { Close(); }
+    void SetUp() override { server = StartTestServer(GetParam().server); }
     QPointer<FTPWindow> Open(const std::string& start = "/pub") {
         QPointer<FTPWindow> window = SessionFixture::Open(*server, GetParam().passive, start);
         window->SpawnItem()->setChecked(false);  // on the session's own connection
         return window;
-    }
-    // A folder on the server that the server's own user may write into.
-    fs::path WritableFolder(const std::string& name) {
-        fs::path folder = server->Pub() / name;
-        fs::create_directories(folder);
-        fs::permissions(folder, fs::perms::all);
-        return folder;
     }
 
     std::unique_ptr<TestServer> server;
@@ -63,7 +43,8 @@ TEST_P(TransferTest, ATreeGoesDownAndBackUpByteIdentical) {
     TempDir::WriteFile(tree / "日本" / "空.txt", "");
     fs::create_directories(tree / "empty folder");
     TempDir::WriteFile(tree / "top.txt", "top\n");
-    WritableFolder("back");
+    fs::create_directories(server->Pub() / "back");
+    fs::permissions(server->Pub() / "back", fs::perms::all);  // for the server's own user
     QPointer<FTPWindow> window = Open();
     std::string startLocal = window->LocalDirectory();
     window->SpawnItem()->setChecked(true);
@@ -76,7 +57,7 @@ TEST_P(TransferTest, ATreeGoesDownAndBackUpByteIdentical) {
     EXPECT_EQ(window->LocalDirectory(), startLocal);
     EXPECT_TRUE(window->isVisible());
 
-    Issue(Message(FTPWindow::kChangeHost).AddString("prompt", "back"));
+    Issue(ChangeHost("back"));
     ASSERT_TRUE(window->LocalDirectories()->SelectText("tree"));
     Issue(Message(FTPWindow::kSendTree));
     EXPECT_EQ(TreeOf(server->Pub() / "back" / "tree"), TreeOf(tree));
@@ -111,7 +92,7 @@ TEST_P(TransferTest, ListsAskBeforeTouchingALocalFileAndStopAtTheirFirstFailure)
     EXPECT_EQ(TempDir::Read(local / "b.bin"), "mine");
     EXPECT_EQ(TempDir::Read(local / "c.bin"), TempDir::Read(three / "c.bin"));
 
-    Issue(Message(FTPWindow::kChangeHost).AddString("prompt", "/pub/ten"));
+    Issue(ChangeHost("/pub/ten"));
     fs::remove(ten / "f4");  // listed, but gone when its turn comes
     Issue(Message(FTPWindow::kGetAll));
     EXPECT_EQ(alerts.Texts().size(), 2u);
@@ -121,29 +102,25 @@ TEST_P(TransferTest, ListsAskBeforeTouchingALocalFileAndStopAtTheirFirstFailure)
     EXPECT_TRUE(WaitUntil([&] { return window->LocalFiles()->SelectText("f3"); }))
         << "the local listing is read again";
 
-    Issue(Message(FTPWindow::kChangeHost).AddString("prompt", "/pub/resume"));
+    Issue(ChangeHost("/pub/resume"));
     alerts.Answer(0);  // ReGet(Append)
     ASSERT_TRUE(window->HostFiles()->SelectText("cut.bin"));
     Issue(Message(FTPWindow::kGetSelected));
     EXPECT_EQ(TempDir::Read(local / "cut.bin"), cut);
 }
 
-std::vector<Setup> BothServersBothModes() {
-    return {{"pyftpdlib", 0}, {"pyftpdlib", 1}, {"vsftpd", 0}, {"vsftpd", 1}};
-}
-
-INSTANTIATE_TEST_SUITE_P(Servers, TransferTest, ::testing::ValuesIn(BothServersBothModes()),
+INSTANTIATE_TEST_SUITE_P(Servers, TransferTest,
+                         ::testing::Values(Setup{"pyftpdlib", 0}, Setup{"pyftpdlib", 1},
+                                           Setup{"vsftpd", 0}, Setup{"vsftpd", 1}),
                          [](const auto& info) {
                              return info.param.server +
                                     (info.param.passive ? "_passive" : "_active");
                          });
 
-class SpawnTest : public SessionFixture, public ::testing::Test {
+class SpawnTest : public SessionFixture {
 protected:
-    void TearDown() override { Close(); }
-
     // Half a megabyte a second (in bursts): long enough to watch the transfers run.
-    PyFtpServer server{{{"tester", "s3cret"}}, false, "127.0.0.1", 512 * 1024};
+    PyFtpServer server{{{"tester", "s3cret"}}, 512 * 1024};
 };
 
 TEST_F(SpawnTest, SecondConnectionsRunInTheTransferListWhileTheWindowWorksOn) {
@@ -175,8 +152,9 @@ TEST_F(SpawnTest, SecondConnectionsRunInTheTransferListWhileTheWindowWorksOn) {
 
 // A server whose tree holds every trap: names that would climb or jump, a link beside a folder
 // of the same name, and a folder that leads back into itself.
-TEST(HostileTreeTest, EndsSoonWritesNothingOutsideAndMakesNoLink) {
-    ScriptedAlerts alerts;
+using HostileTreeTest = SessionFixture;
+
+TEST_F(HostileTreeTest, EndsSoonWritesNothingOutsideAndMakesNoLink) {
     TempDir outside;
     fs::path chosen = outside / "chosen";
     fs::create_directory(chosen);
@@ -214,20 +192,14 @@ TEST(HostileTreeTest, EndsSoonWritesNothingOutsideAndMakesNoLink) {
     listing(peer, root).Expect("PWD").Reply("257 \"/\"").Silence();
     peer.Start();
 
-    RecordingWindow application;
-    auto* window = new FTPWindow(QRect(60, 60, 460, 525), "hostile", "127.0.0.1", "u", "p", "", "",
-                                 0, 45000, 1, &application);
-    QPointer<FTPWindow> guard = window;
     FTPWindow::LogOn logOn;
     logOn.port = std::to_string(peer.Port());
     logOn.localDirectory = chosen.string();
-    window->Init(logOn);
-    ASSERT_TRUE(WaitUntil([&] { return !window->IsLoggingOn() && !window->IsBusy(); }, 10s));
+    QPointer<FTPWindow> window = Start(logOn, "u", "p");
+    ASSERT_TRUE(WaitUntil([&] { return Idle(); }, 10s));
     ASSERT_TRUE(window->HostDirectories()->SelectText("top"));
     auto start = std::chrono::steady_clock::now();
-    window->PostMessage(Message(FTPWindow::kGetTree));
-    Settle(30ms);
-    ASSERT_TRUE(WaitUntil([&] { return !window->IsBusy(); }, 20s));
+    Issue(Message(FTPWindow::kGetTree), 20s);
     EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
     EXPECT_TRUE(peer.Mismatches().empty()) << peer.Mismatches().front();
 
@@ -244,8 +216,7 @@ TEST(HostileTreeTest, EndsSoonWritesNothingOutsideAndMakesNoLink) {
     ASSERT_EQ(alerts.Texts().size(), 1u) << "one alert says that the tree is not whole";
     EXPECT_NE(alerts.Texts()[0].find("not moved whole"), std::string::npos);
     EXPECT_EQ(window->HostPath(), "/");
-    guard->PostMessage(Message(FTPWindow::kQuickLogout));
-    EXPECT_TRUE(WaitUntil([&] { return guard.isNull(); }, 10s));
+    Close();  // while the peer still listens
 }
 
 }  // namespace

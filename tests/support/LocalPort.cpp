@@ -1,15 +1,13 @@
 #include "LocalPort.h"
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <stdexcept>
 #include <thread>
 
 #include "ChildProcess.h"
-
-namespace {
 
 sockaddr_in Loopback(int port) {
     sockaddr_in address{};
@@ -19,16 +17,23 @@ sockaddr_in Loopback(int port) {
     return address;
 }
 
-}  // namespace
-
-int FreeLocalPort() {
+int ListenOnLoopback(int& port) {
     int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_in address = Loopback(0);
     socklen_t length = sizeof address;
-    bind(fd, reinterpret_cast<sockaddr*>(&address), length);
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-    close(fd);
-    return ntohs(address.sin_port);
+    if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+        listen(fd, 4) != 0 ||
+        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+        throw std::runtime_error("cannot listen on 127.0.0.1");
+    }
+    port = ntohs(address.sin_port);
+    return fd;
+}
+
+int FreeLocalPort() {
+    int port = 0;
+    close(ListenOnLoopback(port));
+    return port;
 }
 
 bool WaitUntilListening(int port, ChildProcess& process) {

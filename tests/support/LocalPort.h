@@ -1,7 +1,13 @@
 #pragma once
 
+#include <netinet/in.h>
+
 class ChildProcess;
 
+// The address 127.0.0.1:port.
+sockaddr_in Loopback(int port);
+// A socket listening on a fresh port of 127.0.0.1, which goes into port.
+int ListenOnLoopback(int& port);
 // A TCP port on 127.0.0.1 that nothing listens on at this moment.
 int FreeLocalPort();
 

@@ -7,8 +7,8 @@
 #error "TARVIK_TEST_SUPPORT_DIR must name the folder of ftpd.py"
 #endif
 
-PyFtpServer::PyFtpServer(std::vector<Account> accounts, bool anonymous, const std::string& address,
-                         int bytesPerSecond)
+PyFtpServer::PyFtpServer(std::vector<Account> accounts, int bytesPerSecond,
+                         const std::string& address, const std::vector<std::string>& extra)
     : TestServer("pyftpdlib"), accounts_(std::move(accounts)) {
     // Debian's interpreter: the python3 first on PATH may be another one, without pyftpdlib.
     std::vector<std::string> arguments = {"/usr/bin/python3",
@@ -23,13 +23,11 @@ PyFtpServer::PyFtpServer(std::vector<Account> accounts, bool anonymous, const st
         arguments.push_back("--user");
         arguments.push_back(account.name + ":" + account.password);
     }
-    if (anonymous) {
-        arguments.push_back("--anonymous");
-    }
     if (bytesPerSecond > 0) {
         arguments.push_back("--rate");
         arguments.push_back(std::to_string(bytesPerSecond));
     }
+    arguments.insert(arguments.end(), extra.begin(), extra.end());
     process_ = std::make_unique<ChildProcess>(arguments);
     std::string line = process_->ReadLine(std::chrono::seconds(20));
     port_ = line.empty() ? 0 : std::stoi(line);

@@ -10,7 +10,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <stdexcept>
+
+#include "LocalPort.h"
 
 namespace {
 
@@ -19,28 +20,6 @@ bool WaitReadable(int fd, int wakeFd, std::chrono::milliseconds timeout) {
     pollfd fds[2] = {{fd, POLLIN, 0}, {wakeFd, POLLIN, 0}};
     int ready = poll(fds, 2, static_cast<int>(timeout.count()));
     return ready > 0 && fds[1].revents == 0 && fds[0].revents != 0;
-}
-
-sockaddr_in Loopback(int port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
-// A socket listening on a fresh loopback port, and that port.
-int Listen(int& port) {
-    int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = Loopback(0);
-    socklen_t length = sizeof address;
-    if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
-        listen(fd, 4) != 0 ||
-        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-        throw std::runtime_error("scripted peer cannot listen");
-    }
-    port = ntohs(address.sin_port);
-    return fd;
 }
 
 }  // namespace
@@ -113,7 +92,7 @@ public:
     int OpenPassive() {
         CloseData();
         int port = 0;
-        passiveFd_ = Listen(port);
+        passiveFd_ = ListenOnLoopback(port);
         return port;
     }
 
@@ -243,7 +222,7 @@ private:
 };
 
 ScriptedPeer::ScriptedPeer() : wakeFd_(eventfd(0, EFD_CLOEXEC)) {
-    listenFd_ = Listen(port_);
+    listenFd_ = ListenOnLoopback(port_);
 }
 
 ScriptedPeer::~ScriptedPeer() {

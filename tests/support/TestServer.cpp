@@ -1,5 +1,6 @@
 #include "TestServer.h"
 
+#include <random>
 #include <stdexcept>
 
 #include "PyFtpServer.h"
@@ -12,6 +13,15 @@ TestServer::TestServer(std::string name) : name_(std::move(name)) {
     fs::permissions(folder_.Path(), open);
     fs::permissions(root_, open);
     fs::permissions(Pub(), fs::perms::all);
+}
+
+std::string RandomBytes(std::size_t size, unsigned seed) {
+    std::mt19937 generator(seed);
+    std::string bytes(size, '\0');
+    for (char& byte : bytes) {
+        byte = static_cast<char>(generator());
+    }
+    return bytes;
 }
 
 std::unique_ptr<TestServer> StartTestServer(const std::string& kind) {

@@ -11,7 +11,7 @@ namespace {
 // Debian's vsftpd standalone on a free port, anonymous log-on with uploads into /pub.
 class VsftpdServer : public TestServer {
 public:
-    VsftpdServer() : TestServer("vsftpd") {
+    explicit VsftpdServer(const std::string& extraConfig) : TestServer("vsftpd") {
         // vsftpd refuses an anonymous root that its user can write: uploads go to /pub.
         std::filesystem::create_directories(folder_ / "empty");
         port_ = FreeLocalPort();
@@ -25,7 +25,8 @@ public:
             << "anon_root=" << root_.string() << "\n"
             << "secure_chroot_dir=" << (folder_ / "empty").string() << "\n"
             << "xferlog_enable=YES\nxferlog_std_format=NO\nlog_ftp_protocol=YES\n"
-            << "vsftpd_log_file=" << log_.string() << "\n";
+            << "vsftpd_log_file=" << log_.string() << "\n"
+            << extraConfig;
         if (geteuid() != 0) {
             out << "run_as_launching_user=YES\n";
         }
@@ -58,6 +59,6 @@ private:
 
 }  // namespace
 
-std::unique_ptr<TestServer> StartVsftpd() {
-    return std::make_unique<VsftpdServer>();
+std::unique_ptr<TestServer> StartVsftpd(const std::string& extraConfig) {
+    return std::make_unique<VsftpdServer>(extraConfig);
 }

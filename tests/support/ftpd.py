@@ -13,11 +13,12 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--root", required=True)
     parser.add_argument("--user", action="append", default=[], help="name:password")
-    parser.add_argument("--anonymous", action="store_true")
     parser.add_argument("--log", help="file that receives every command line")
     parser.add_argument("--port", type=int, default=0)
     parser.add_argument("--address", default="127.0.0.1")
     parser.add_argument("--rate", type=int, default=0, help="bytes a second on data connections")
+    parser.add_argument("--tls-cert", help="certificate file: explicit TLS required on every connection")
+    parser.add_argument("--tls-key", help="the certificate's private key file")
     args = parser.parse_args()
 
     logging.basicConfig(level=logging.ERROR)
@@ -25,13 +26,21 @@ def main():
     for entry in args.user:
         name, _, password = entry.partition(":")
         authorizer.add_user(name, password, args.root, perm="elradfmwMT")
-    if args.anonymous:
-        authorizer.add_anonymous(args.root, perm="elradfmwMT")
 
     # Names are bytes: those that are not UTF-8 are kept as they are, as a Unix server does.
     log = open(args.log, "a", buffering=1, errors="surrogateescape") if args.log else None
 
-    class Handler(FTPHandler):
+    base = FTPHandler
+    if args.tls_cert:
+        from pyftpdlib.handlers import TLS_FTPHandler
+
+        base = TLS_FTPHandler
+        base.certfile = args.tls_cert
+        base.keyfile = args.tls_key
+        base.tls_control_required = True
+        base.tls_data_required = True
+
+    class Handler(base):
         unicode_errors = "surrogateescape"
 
         def pre_process_command(self, line, cmd, arg):

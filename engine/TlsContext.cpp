@@ -1,0 +1,43 @@
+#include "TlsContext.h"
+
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+
+#include <csignal>
+#include <mutex>
+
+void TlsContext::Free::operator()(SSL_CTX* context) const {
+    SSL_CTX_free(context);
+}
+
+std::shared_ptr<TlsContext> TlsContext::Create(const std::string& caFile, std::string* error) {
+    // OpenSSL writes to its sockets with write(), not send(MSG_NOSIGNAL): a peer that went away
+    // must end the write with an error, not the program with SIGPIPE.
+    static std::once_flag ignoreBrokenPipes;
+    std::call_once(ignoreBrokenPipes, [] { std::signal(SIGPIPE, SIG_IGN); });
+    auto tls = std::make_shared<TlsContext>();
+    tls->context_.reset(SSL_CTX_new(TLS_client_method()));
+    SSL_CTX* context = tls->context_.get();
+    if (context == nullptr) {
+        *error = "TLS cannot be set up.";
+        return nullptr;
+    }
+    SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION);
+    // The certificate is judged after the handshake, where the user can be asked: the handshake
+    // itself goes through, and nothing is sent on the connection before that judgement.
+    SSL_CTX_set_verify(context, SSL_VERIFY_NONE, nullptr);
+    SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
+    // Servers end data connections without close_notify often; a cut transfer is caught by its
+    // size instead.
+    SSL_CTX_set_options(context, SSL_OP_IGNORE_UNEXPECTED_EOF);
+    const bool trusted = caFile.empty()
+                             ? SSL_CTX_set_default_verify_paths(context) == 1
+                             : SSL_CTX_load_verify_locations(context, caFile.c_str(), nullptr) == 1;
+    if (!trusted) {
+        ERR_clear_error();
+        *error = caFile.empty() ? "The system's certificates cannot be read."
+                                : "No certificate can be read from " + caFile + ".";
+        return nullptr;
+    }
+    return tls;
+}
