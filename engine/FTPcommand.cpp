@@ -15,6 +15,7 @@
 #include "ListingMonitor.h"
 #include "ListingParser.h"
 #include "LocalFile.h"
+#include "MlsdParser.h"
 #include "Reply.h"
 #include "SocketIPS.h"
 #include "StatusMonitor.h"
@@ -37,6 +38,7 @@ constexpr int kShortWaitMs = 3000;
 // A server answers a transfer cut by a stop at once; the user waits no longer than this.
 constexpr int kStoppedWaitMs = 1000;
 constexpr std::uint32_t kListingColour = 0x000064FF;
+const ControlChannel::Codes kListingCodes{"150", "125", "421", "550"};
 
 constexpr FTPcommand::Fetch kAscii = FTPcommand::Fetch::Ascii;
 constexpr FTPcommand::Fetch kResume = FTPcommand::Fetch::Resume;
@@ -50,6 +52,18 @@ std::string LocalNameOf(const char* remoteName) {
         return {};
     }
     return std::string(name);
+}
+
+// A listing line of either kind. An MLSD line that filled the line buffer may have been cut, and
+// its name, which comes last, with it.
+ListingParser::Result ParseListed(std::string_view line, bool mlsd) {
+    if (!mlsd) {
+        return ListingParser::Parse(line);
+    }
+    if (line.size() >= SocketIPS::kLineCapacity - 1) {
+        return {ListingParser::Outcome::Malformed, {}};
+    }
+    return MlsdParser::Parse(line);
 }
 
 }  // namespace
@@ -132,6 +146,11 @@ int FTPcommand::WaitFor(const char* success1, const char* success2, const char* 
 // ---- Connection and log-on ----
 
 int FTPcommand::Connect(const char* host, const char* port, StatusMonitor* status) {
+    {
+        std::lock_guard lock(featuresMutex_);
+        features_ = {};  // a new connection may reach another server
+    }
+    mlsdRefused_ = false;
     host_ = host;
     port_ = port != nullptr ? port : "";
     Step(status, "CONNECTING...", "CONNECTING...", "CONNECTING...");
@@ -289,6 +308,7 @@ int FTPcommand::Init(const char* host, const char* port, const char* user, const
                 QUIT();
                 return 1;
             }
+            AskFeatures();
             return 0;
         case 1:
             AlertHook::Raise("Error during logon.");
@@ -337,6 +357,30 @@ int FTPcommand::Logonto(StatusMonitor* status) {
     }
     Step(status, "LOGIN COMPLETE.", "END LOGIN", "LOGIN COMPLETE");
     return 0;
+}
+
+Features FTPcommand::ServerFeatures() const {
+    std::lock_guard lock(featuresMutex_);
+    return features_;
+}
+
+// Once per connection, after the log-on (RFC 2389 lets a server hide features before it). A server
+// from before FEAT refuses it and offers nothing, which is no failure of the log-on.
+void FTPcommand::AskFeatures() {
+    std::optional<FtpReply> reply = control_.SendAndRead("FEAT", nullptr);
+    if (!reply) {
+        Log("FEAT got no answer: the server's features are unknown.");
+    }
+    Features features = reply ? Features::FromReply(*reply) : Features{};
+    {
+        std::lock_guard lock(featuresMutex_);
+        features_ = features;
+    }
+    // Names stay bytes either way; this asks a server that would translate them not to (RFC
+    // 2640). A refusal changes nothing.
+    if (features.OffersUtf8()) {
+        control_.SendAndRead("OPTS", "UTF8 ON");
+    }
 }
 
 // ---- One-line commands ----
@@ -545,6 +589,7 @@ int FTPcommand::OpenDataConnection(int mode) {
 int FTPcommand::OpenData(const char* verb, const char* argument, int mode, const Codes& codes,
                          long long restOffset) {
     finalReplyRead_ = false;
+    dataReply_ = 0;
     if ((mode != 0 && mode != 1) || !control_.IsOpen()) {
         return 1;
     }
@@ -564,6 +609,7 @@ int FTPcommand::OpenData(const char* verb, const char* argument, int mode, const
             return result;
         }
         Answer answer = control_.Await(codes);
+        dataReply_ = answer.code;
         if (answer.code == 425) {
             data_.Close();  // no data connection: try a fresh one
             if (mode == 0 && nextActivePort_ != 0) {
@@ -829,10 +875,25 @@ FTPcommand::PumpEnd FTPcommand::PumpFromFile(LocalFile& file, StatusMonitor* sta
 
 // ---- Listings ----
 
+// MLSD when offered. A server that offers it and then refuses it with a permanent failure gets
+// LIST for this listing; one that did not understand it (500, 502) for the rest of the connection.
+int FTPcommand::OpenListing(const char* directory, int mode) {
+    listingByMlsd_ = ListsWithMlsd();
+    int result = OpenData(listingByMlsd_ ? "MLSD" : "LIST", directory, mode, kListingCodes, 0);
+    if (!listingByMlsd_ || result == 0 || dataReply_ / 100 != 5) {
+        return result;
+    }
+    if (dataReply_ == 500 || dataReply_ == 502) {
+        Log("MLSD was refused: listings use LIST on this connection.");
+        mlsdRefused_ = true;
+    }
+    listingByMlsd_ = false;
+    return OpenData("LIST", directory, mode, kListingCodes, 0);
+}
+
 int FTPcommand::LISTING(const char* directory, Items* files, Items* directories,
                         StatusMonitor* status, int mode, ListingMonitor* view, BarMonitor* bar) {
-    if (int result = OpenData("LIST", directory, mode, {"150", "125", "421", "550"}, 0);
-        result != 0) {
+    if (int result = OpenListing(directory, mode); result != 0) {
         return result;
     }
     PumpEnd end = RunPump([&] { return ReadListing(files, directories, status, view, bar); });
@@ -878,6 +939,7 @@ FTPcommand::PumpEnd FTPcommand::ReadListing(Items* files, Items* directories, St
     int fileCount = 0;
     int directoryCount = 0;
     std::size_t lines = 0;
+    std::size_t malformed = 0;
     miniBase_.Erase();
     if (view != nullptr) {
         view->Clear();
@@ -886,6 +948,10 @@ FTPcommand::PumpEnd FTPcommand::ReadListing(Items* files, Items* directories, St
     while (!stop_) {
         std::optional<std::string_view> line = socket.RecvLine();
         if (!line) {
+            if (malformed > 0) {
+                Log(std::to_string(malformed) +
+                    " listing lines could not be read and were skipped.");
+            }
             bool ended = socket.LastRecvState() == SocketIPS::RecvState::EndOfData;
             return ended ? PumpEnd::Done : stop_ ? PumpEnd::Stopped : PumpEnd::ReceiveFailed;
         }
@@ -897,10 +963,11 @@ FTPcommand::PumpEnd FTPcommand::ReadListing(Items* files, Items* directories, St
                 " lines and was stopped there.");
             return PumpEnd::TooLong;
         }
-        ListingParser::Result parsed = ListingParser::Parse(*line);
+        ListingParser::Result parsed = ParseListed(*line, listingByMlsd_);
         if (parsed.outcome == ListingParser::Outcome::Unsafe) {
             Log("Unsafe name skipped: " + parsed.entry.name);
         }
+        malformed += parsed.outcome == ListingParser::Outcome::Malformed ? 1 : 0;
         if (parsed.outcome != ListingParser::Outcome::Entry) {
             continue;
         }

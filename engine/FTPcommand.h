@@ -13,6 +13,7 @@
 #include "ControlChannel.h"
 #include "DataChannel.h"
 #include "EntryStringItem.h"
+#include "Features.h"
 #include "ListingParser.h"
 #include "MiniBase.h"
 #include "TlsConnection.h"
@@ -103,11 +104,24 @@ public:
 
     using Items = std::vector<EntryStringItem>;
     // Lists `directory` (null: the current one) into the files and directories lists (links go
-    // to both), the full-listing view and the mini-base. 0 only for a complete listing.
+    // to both), the full-listing view and the mini-base. 0 only for a complete listing. MLSD
+    // when the server offers it, else LIST; the lists are the same either way.
     int LISTING(const char* directory, Items* files, Items* directories, StatusMonitor* status,
                 int mode, ListingMonitor* view, BarMonitor* bar);
     void ExpoitLISTING(Items* files, Items* directories, StatusMonitor* status,
                        ListingMonitor* view, BarMonitor* bar);
+
+    // What the server offered in its answer to FEAT after the log-on: nothing before it, and
+    // nothing from a server without FEAT. Safe from any thread.
+    Features ServerFeatures() const;
+    bool OffersMlsd() const { return ServerFeatures().OffersMlsd(); }
+    bool OffersUtf8() const { return ServerFeatures().OffersUtf8(); }
+    bool OffersSize() const { return ServerFeatures().OffersSize(); }
+    bool OffersRestStream() const { return ServerFeatures().OffersRestStream(); }
+    // True while listings use MLSD: offered, allowed, and not refused on this connection yet.
+    bool ListsWithMlsd() const { return OffersMlsd() && mlsdAllowed_ && !mlsdRefused_; }
+    // LIST even where MLSD is offered: for a server whose MLSD listings are wrong.
+    void AllowMlsd(bool allowed) { mlsdAllowed_ = allowed; }
 
     void EraseMiniBase() { miniBase_.Erase(); }
     void AddName(const std::string& name) { miniBase_.AddName(name); }
@@ -154,6 +168,8 @@ private:
     static int ResultOf(Outcome outcome);
     int Connect(const char* host, const char* port, StatusMonitor* status);
     int ReadGreeting();
+    void AskFeatures();
+    int OpenListing(const char* directory, int mode);
     bool SecureControl();
     bool NegotiateExplicitTls();
     bool ProtectData();
@@ -201,6 +217,16 @@ private:
     std::size_t listingLimit_ = kMaxListingEntries;
     // The final reply of a transfer came with its start (a server that had nothing to send).
     bool finalReplyRead_ = false;
+    // The code of the last reply to a data command (RETR, STOR, LIST, MLSD); 0 for none.
+    int dataReply_ = 0;
+    // The listing being read is MLSD's, not LIST's.
+    bool listingByMlsd_ = false;
+    // The server offered MLSD but did not understand it: LIST for the rest of the connection.
+    std::atomic<bool> mlsdRefused_{false};
+    std::atomic<bool> mlsdAllowed_{true};
+
+    mutable std::mutex featuresMutex_;
+    Features features_;
 
     mutable std::mutex textMutex_;
     std::string hostText_;

@@ -21,10 +21,11 @@ std::string_view NextField(std::string_view line, std::size_t& at) {
     return {start, static_cast<std::size_t>(p - start)};
 }
 
+// 0, "unknown", for a size that is no number or below zero.
 long long SizeOf(std::string_view field) {
     long long size = 0;
     std::from_chars(field.data(), field.data() + field.size(), size);
-    return size;
+    return std::max(size, 0LL);
 }
 
 // The name is field 8 when the line ends inside it, else everything after the spaces that follow.
@@ -84,11 +85,13 @@ ListingParser::Result ListingParser::ParseDos(std::string_view line) {
         return result;
     }
     return Checked({directory ? Kind::Directory : Kind::File,
-                    std::string(name.substr(0, kNameCapacity)), directory ? 0 : SizeOf(sizeOrDir)});
+                    std::string(name.substr(0, kNameCapacity)), directory ? 0 : SizeOf(sizeOrDir),
+                    std::nullopt});
 }
 
 ListingParser::Result ListingParser::Checked(Entry entry) {
-    bool unsafe = IsDotOrDotDot(entry.name) || entry.name.find('/') != std::string::npos;
+    bool unsafe = IsDotOrDotDot(entry.name) ||
+                  entry.name.find_first_of(std::string_view("/\0\r\n", 4)) != std::string::npos;
     return {unsafe ? Outcome::Unsafe : Outcome::Entry, std::move(entry)};
 }
 
@@ -122,5 +125,5 @@ ListingParser::Result ListingParser::Parse(std::string_view line) {
     if (kind != Kind::File && IsDotOrDotDot(name)) {
         return result;
     }
-    return Checked({kind, std::string(name), SizeOf(fields[4])});
+    return Checked({kind, std::string(name), SizeOf(fields[4]), std::nullopt});
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,6 +20,8 @@ public:
         Kind kind = Kind::File;
         std::string name;
         long long size = 0;
+        // From MLSD's modify fact; LIST lines leave it unknown.
+        std::optional<std::time_t> modified;
     };
     struct Result {
         Outcome outcome = Outcome::NotAnEntry;
@@ -28,8 +31,10 @@ public:
     static constexpr std::size_t kNameCapacity = 255;
 
     static Result Parse(std::string_view line);
+    // An Entry, or Unsafe for a name that is no plain file name: ".", "..", or one holding a
+    // slash, NUL, CR or LF.
+    static Result Checked(Entry entry);
 
 private:
     static Result ParseDos(std::string_view line);
-    static Result Checked(Entry entry);
 };

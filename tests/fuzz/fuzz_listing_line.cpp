@@ -1,23 +1,29 @@
-// The listing line reader on an arbitrary line, then on each line of the input cut at LF as a
-// listing arrives. A name shown as an entry must be usable as a local file name as it is.
+// The LIST and MLSD line readers on an arbitrary line, then on each line of the input cut at LF
+// as a listing arrives. A name shown as an entry must be usable as a local file name as it is.
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 
 #include "ListingParser.h"
+#include "MlsdParser.h"
 
 namespace {
 
-void ParseOne(std::string_view line) {
-    const ListingParser::Result result = ListingParser::Parse(line);
+void Check(const ListingParser::Result& result) {
     if (result.outcome != ListingParser::Outcome::Entry) {
         return;
     }
     const std::string& name = result.entry.name;
     if (name.empty() || name.size() > ListingParser::kNameCapacity || name == "." || name == ".." ||
-        name.find('/') != std::string::npos) {
+        name.find_first_of(std::string_view("/\0\r\n", 4)) != std::string::npos ||
+        result.entry.size < 0) {
         __builtin_trap();
     }
+}
+
+void ParseOne(std::string_view line) {
+    Check(ListingParser::Parse(line));
+    Check(MlsdParser::Parse(line));
 }
 
 }  // namespace

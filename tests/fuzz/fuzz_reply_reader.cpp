@@ -1,11 +1,13 @@
 // The control-connection framer on arbitrary bytes, cut into arbitrary chunks: the first input
 // byte seeds the chunk sizes, the rest is what the server sent. The replies must not depend on
-// how the bytes were cut, which is how TCP hands them over.
+// how the bytes were cut, which is how TCP hands them over. Each reply is read as a FEAT answer
+// too.
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <vector>
 
+#include "Features.h"
 #include "ReplyReader.h"
 
 namespace {
@@ -22,6 +24,10 @@ void Check(const FtpReply& reply) {
         if (line.size() > ReplyReader::kLineCapacity || line.find('\n') != std::string::npos) {
             __builtin_trap();
         }
+    }
+    // Only a 211 reply lists features.
+    if (reply.code != 211 && !Features::FromReply(reply).Empty()) {
+        __builtin_trap();
     }
 }
 

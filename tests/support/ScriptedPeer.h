@@ -11,7 +11,8 @@
 
 // A fake FTP server for replies that no real server sends. It listens on 127.0.0.1, accepts one
 // control connection and plays a script step by step, recording every byte the client sent.
-// Build the script first, then Start().
+// Build the script first, then Start(). Unless the script expects FEAT, the peer plays a server
+// from before FEAT: it answers FEAT with 502 and leaves that line out of its records.
 class ScriptedPeer {
 public:
     ScriptedPeer();

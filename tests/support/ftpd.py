@@ -27,7 +27,8 @@ def main():
         name, _, password = entry.partition(":")
         authorizer.add_user(name, password, args.root, perm="elradfmwMT")
 
-    log = open(args.log, "a", buffering=1) if args.log else None
+    # Names are bytes: those that are not UTF-8 are kept as they are, as a Unix server does.
+    log = open(args.log, "a", buffering=1, errors="surrogateescape") if args.log else None
 
     base = FTPHandler
     if args.tls_cert:
@@ -40,6 +41,8 @@ def main():
         base.tls_data_required = True
 
     class Handler(base):
+        unicode_errors = "surrogateescape"
+
         def pre_process_command(self, line, cmd, arg):
             if log:
                 log.write(line + "\n")
