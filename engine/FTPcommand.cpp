@@ -1,9 +1,11 @@
 #include "FTPcommand.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <string_view>
 
+#include <fcntl.h>
 #include <openssl/ssl.h>
 #include <unistd.h>
 
@@ -734,10 +736,14 @@ int FTPcommand::FetchTo(Fetch kind, const char* name, const std::string& localPa
     if (name == nullptr || localPath.empty()) {
         return 1;
     }
-    long long offset = kind == kResume ? GetLenFile(localPath.c_str()) : 0;
-    if (kind == kResume && offset <= 0) {
+    const long long part = kind == kResume ? GetLenFile(localPath.c_str()) : 0;
+    if (kind == kResume && part <= 0) {
         return 1;  // nothing to resume: REST refuses offset 0
     }
+    // The end of the local part comes again and is compared before anything is appended.
+    const auto overlap =
+        static_cast<std::size_t>(std::min<long long>(part, static_cast<long long>(kResumeOverlap)));
+    const long long offset = part - static_cast<long long>(overlap);
     // The local file is touched only once the server has said that data is coming.
     if (int result = OpenData("RETR", name, mode, {"125", "150", "550", "425"}, offset);
         result != 0) {
@@ -758,11 +764,79 @@ int FTPcommand::FetchTo(Fetch kind, const char* name, const std::string& localPa
         status->SetMax(expected);
     }
     transferTotal_ = expected;
-    transferDone_ = offset;
+    transferDone_ = part;
     if (kind == kResume && status != nullptr) {
-        status->SetNbOctet(offset);
+        status->SetNbOctet(part);
     }
-    return FinishTransfer(RunPump([&] { return PumpToFile(file, status, kind == kAscii); }));
+    const PumpEnd end = RunPump([&] {
+        const PumpEnd checked =
+            overlap > 0 ? CheckOverlap(localPath, part, overlap) : PumpEnd::Done;
+        return checked == PumpEnd::Done ? PumpToFile(file, status, kind == kAscii) : checked;
+    });
+    const int result = FinishTransfer(end);
+    if (end == PumpEnd::Mismatch) {
+        AlertHook::Raise("The local part of " + std::string(name) +
+                         " is not the start of the server's file: nothing was appended.");
+        return kResumeMismatch;
+    }
+    return result == 0 && kind != kAscii ? CheckSize(name, localPath) : result;
+}
+
+// The server's bytes before the end of the local part, against the local ones: a part of
+// another file, or of an older version of this one, is never continued.
+FTPcommand::PumpEnd FTPcommand::CheckOverlap(const std::string& localPath, long long part,
+                                             std::size_t overlap) {
+    std::string local(overlap, '\0');
+    const int fd = ::open(localPath.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const bool read =
+        fd >= 0 && ::pread(fd, local.data(), overlap,
+                           static_cast<off_t>(part - static_cast<long long>(overlap))) ==
+                       static_cast<ssize_t>(overlap);
+    if (fd >= 0) {
+        ::close(fd);
+    }
+    if (!read) {
+        return PumpEnd::LocalFailed;
+    }
+    std::string remote(overlap, '\0');
+    for (std::size_t got = 0; got < overlap;) {
+        const int received =
+            data_.Socket()->RecvBin(remote.data() + got, static_cast<int>(overlap - got));
+        if (received <= 0) {
+            return stop_ ? PumpEnd::Stopped : PumpEnd::Mismatch;  // the server's file is shorter
+        }
+        got += static_cast<std::size_t>(received);
+    }
+    if (remote != local) {
+        Log("The server's bytes before the end of the local part differ from the local ones.");
+        return PumpEnd::Mismatch;
+    }
+    return PumpEnd::Done;
+}
+
+// A binary download is whole only if it has the size the server gives for the file. A server
+// that has SIZE says so in FEAT (RFC 3659); others are not asked.
+int FTPcommand::CheckSize(const char* name, const std::string& localPath) {
+    if (!OffersSize()) {
+        return 0;
+    }
+    std::optional<FtpReply> reply = control_.SendAndRead("SIZE", name);
+    if (!reply || reply->code != 213 || reply->lines.empty()) {
+        return 0;
+    }
+    const std::string& line = reply->lines.front();
+    long long size = -1;
+    const char* digits = line.c_str() + std::min<std::size_t>(4, line.size());
+    if (std::from_chars(digits, line.c_str() + line.size(), size).ec != std::errc() || size < 0) {
+        return 0;
+    }
+    const long long local = GetLenFile(localPath.c_str());
+    if (local == size) {
+        return 0;
+    }
+    AlertHook::Raise(std::string(name) + " arrived with " + std::to_string(local) +
+                     " bytes where the server has " + std::to_string(size) + ": it is incomplete.");
+    return 1;
 }
 
 FTPcommand::PumpEnd FTPcommand::PumpToFile(LocalFile& file, StatusMonitor* status, bool ascii) {

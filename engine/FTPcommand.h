@@ -35,9 +35,13 @@ class ViewFolder;
 //
 // Results: 0 success; 1 missing or refused argument, no connection, no reply, a cut data
 // connection, a local file error or a stop; 2 and 3 the reply carried the command's first or
-// second failure code (3 also for a failed send); 4 any other failure reply.
+// second failure code (3 also for a failed send); 4 any other failure reply; 5 (a resume) the
+// local part is not the start of the server's file, and nothing was appended.
 class FTPcommand : public TransferInfo {
 public:
+    static constexpr int kResumeMismatch = 5;
+    // A resume fetches this much of the local part again and compares it.
+    static constexpr std::size_t kResumeOverlap = 64 * 1024;
     // Plain: no TLS. ExplicitIfAvailable: AUTH TLS, and plain FTP when the server refuses it.
     // ExplicitRequired: AUTH TLS or nothing. Implicit: TLS from the first byte.
     enum class Security { Plain, ExplicitIfAvailable, ExplicitRequired, Implicit };
@@ -163,7 +167,7 @@ private:
     using Codes = ControlChannel::Codes;
     using Outcome = ControlChannel::Outcome;
     using Answer = ControlChannel::Answer;
-    enum class PumpEnd { Done, Stopped, ReceiveFailed, SendFailed, LocalFailed, TooLong };
+    enum class PumpEnd { Done, Stopped, ReceiveFailed, SendFailed, LocalFailed, TooLong, Mismatch };
 
     static int ResultOf(Outcome outcome);
     int Connect(const char* host, const char* port, StatusMonitor* status);
@@ -175,6 +179,8 @@ private:
     bool ProtectData();
     bool SecureData();
     void KeepDataSession();
+    PumpEnd CheckOverlap(const std::string& localPath, long long part, std::size_t overlap);
+    int CheckSize(const char* name, const std::string& localPath);
     int Command(const char* word, const char* argument, const Codes& codes);
     void Log(const std::string& line) const { control_.Log(line); }
     void Step(StatusMonitor* status, const char* statusText, const char* logText,

@@ -209,6 +209,18 @@ bool FTPWindow::ProcedeIN(const std::vector<std::string>& names, const std::stri
                 SetOperation(status, "BINARY Multi Selected Receiving...(REGET)");
                 result = command.REGETBINARY(name.c_str(), local.c_str(), status, passive_);
                 failure = "REGet file aborted";
+                // The part is of another file: the engine said so and appended nothing.
+                if (result == FTPcommand::kResumeMismatch) {
+                    if (Alert::Go("Get " + name + " whole, in place of the local part?",
+                                  {"Get(Overwrite)", "Skip"}, AlertKind::Warning) != 0) {
+                        continue;
+                    }
+                    std::error_code error;
+                    fs::remove(path, error);
+                    result =
+                        command.GETBINARY(name.c_str(), local.c_str(), status, passive_, false);
+                    failure = "Get file aborted";
+                }
             }
         } else if (binary) {
             SetOperation(status, "BINARY Multi Selected Receiving...");

@@ -434,11 +434,11 @@ TEST_F(TransferPeerTest, ResumingAPartBeyond4GiBSendsItsWholeOffsetAndShowsTheRe
         .Reply("226 done")
         .Expect("PASV")
         .Passive()
-        .Expect("REST 4294967396")
-        .Reply("350 Restarting at 4294967396.")
+        .Expect("REST 4294901860")  // the part's size less the overlap compared before appending
+        .Reply("350 Restarting at 4294901860.")
         .Expect("RETR big.iso")
         .Reply("150 ok")
-        .SendData("tail")
+        .SendData(std::string(FTPcommand::kResumeOverlap, '\0') + "tail")
         .Reply("226 done")
         .Silence();
     Connect();

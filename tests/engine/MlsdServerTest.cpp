@@ -11,6 +11,7 @@
 #include "FTPcommand.h"
 #include "ListingMonitor.h"
 #include "PyFtpServer.h"
+#include "Recorders.h"
 #include "ScriptedPeer.h"
 #include "TempDir.h"
 
@@ -178,6 +179,42 @@ TEST(MlsdPeerTest, ListsWithListWhereMlsdIsNotToBeHad) {
         EXPECT_TRUE(peer.Mismatches().empty()) << peer.Mismatches().front();
         Strings commands = peer.Commands();
         EXPECT_EQ(Strings(commands.begin() + 2, commands.end()), c.commands);  // after USER, PASS
+    }
+}
+
+}  // namespace
+
+namespace {
+
+// A download that stops short of the size the server gives is a failure, whatever the final
+// reply said; a server without SIZE in FEAT is not asked.
+TEST(SizeCheckPeerTest, ABinaryDownloadShorterThanTheServersSizeFails) {
+    for (const bool offersSize : {true, false}) {
+        SCOPED_TRACE(offersSize ? "SIZE offered" : "SIZE not offered");
+        ScriptedPeer peer;
+        peer.Reply("220 hi").Expect("USER").Reply("331 pw").Expect("PASS").Reply("230 in");
+        peer.Expect("FEAT").Reply("211-Features:");
+        if (offersSize) {
+            peer.Reply(" SIZE");
+        }
+        peer.Reply("211 End").Expect("PASV").Passive().Expect("RETR cut.bin").Reply("150 ok");
+        peer.SendData("only part").Reply("226 done");
+        if (offersSize) {
+            peer.Expect("SIZE cut.bin").Reply("213 1000");
+        }
+        peer.Silence().Start();
+        TempDir local;
+        AlertRecorder alerts;
+        FTPcommand ftp;
+        ftp.SetTimeout(5000);
+        ASSERT_EQ(ftp.Init("127.0.0.1", std::to_string(peer.Port()).c_str(), "bob", "pw", nullptr),
+                  0);
+        const std::string folder = local.Path().string() + "/";
+        EXPECT_EQ(ftp.GETBINARY("cut.bin", folder.c_str(), nullptr, 1, false), offersSize ? 1 : 0);
+        EXPECT_EQ(alerts.Texts(),
+                  offersSize ? Strings{"cut.bin arrived with 9 bytes where the server has 1000: "
+                                       "it is incomplete."}
+                             : Strings{});
     }
 }
 

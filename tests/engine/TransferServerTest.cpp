@@ -166,10 +166,25 @@ TEST_P(TransferServerTest, StoppedDownloadKeepsItsPartAndResumeCompletesIt) {
     EXPECT_GE(partial, 1024 * 1024);
     EXPECT_LT(partial, static_cast<long long>(original.size()));
 
-    // The server's answer to the cut transfer was read: the same connection resumes.
+    // A part whose last bytes are not the server's is never continued.
+    std::string part = TempDir::Read(local / "big.bin");
+    part.back() ^= 1;
+    local.Write("big.bin", part);
+    EXPECT_EQ(ftp->REGETBINARY("big.bin", Local().c_str(), nullptr, Mode()),
+              FTPcommand::kResumeMismatch);
+    EXPECT_TRUE(TempDir::Read(local / "big.bin") == part) << "nothing appended";
+    EXPECT_EQ(alerts.Texts(), std::vector<std::string>{"The local part of big.bin is not the start "
+                                                       "of the server's file: nothing was "
+                                                       "appended."});
+    part.back() ^= 1;
+    local.Write("big.bin", part);
+
+    // The server's answers to the cut transfers were read: the same connection resumes, from
+    // where the local part's end is fetched again and compared.
     EXPECT_EQ(ftp->REGETBINARY("big.bin", Local().c_str(), nullptr, Mode()), 0);
-    EXPECT_EQ(TempDir::Read(local / "big.bin"), original);
-    EXPECT_EQ(Count("REST " + std::to_string(partial)), 1);
+    EXPECT_TRUE(TempDir::Read(local / "big.bin") == original);
+    const auto overlap = static_cast<long long>(FTPcommand::kResumeOverlap);
+    EXPECT_EQ(Count("REST " + std::to_string(partial - overlap)), 2);
 }
 
 TEST_P(TransferServerTest, ListingReadsTheServersLines) {

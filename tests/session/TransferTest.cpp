@@ -79,7 +79,9 @@ TEST_P(TransferTest, ListsAskBeforeTouchingALocalFileAndStopAtTheirFirstFailure)
     }
     std::string cut = RandomBytes(2 * 1024 * 1024 + 3, 7);
     TempDir::WriteFile(server->Pub() / "resume" / "cut.bin", cut);
-    local.Write("cut.bin", cut.substr(0, 1024 * 1024));
+    std::string stranger = cut.substr(0, 1024 * 1024);  // ends unlike the server's file
+    stranger.back() ^= 1;
+    local.Write("cut.bin", stranger);
 
     QPointer<FTPWindow> window = Open("/pub/three");
     alerts.Answer(2);
@@ -106,7 +108,13 @@ TEST_P(TransferTest, ListsAskBeforeTouchingALocalFileAndStopAtTheirFirstFailure)
     alerts.Answer(0);  // ReGet(Append)
     ASSERT_TRUE(window->HostFiles()->SelectText("cut.bin"));
     Issue(Message(FTPWindow::kGetSelected));
-    EXPECT_EQ(TempDir::Read(local / "cut.bin"), cut);
+    EXPECT_TRUE(TempDir::Read(local / "cut.bin") == cut) << "fetched whole when the user agreed";
+    const auto texts = alerts.Texts();
+    ASSERT_GE(texts.size(), 2u);
+    EXPECT_EQ(std::vector<std::string>(texts.end() - 2, texts.end()),
+              (std::vector<std::string>{"The local part of cut.bin is not the start of the "
+                                        "server's file: nothing was appended.",
+                                        "Get cut.bin whole, in place of the local part?"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, TransferTest,
