@@ -1,7 +1,8 @@
-# Sourced by the benchmarks: start_vsftpd WORK ROOT starts vsftpd on a free port of 127.0.0.1,
-# anonymous with uploads and ASCII conversion, serving ROOT; it sets server_port and server_pid.
+# Sourced by the benchmarks: start_vsftpd WORK ROOT [EXTRA] starts vsftpd on a free port of
+# 127.0.0.1, anonymous with uploads and ASCII conversion, serving ROOT, with the lines of EXTRA
+# added to its configuration; it sets server_port and server_pid.
 start_vsftpd() {
-    local work=$1 root=$2
+    local work=$1 root=$2 extra=${3:-}
     mkdir -p "$work/empty"
     server_port=$(/usr/bin/python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
     cat >"$work/vsftpd.conf" <<CONF
@@ -24,6 +25,7 @@ secure_chroot_dir=$work/empty
 ascii_upload_enable=YES
 ascii_download_enable=YES
 $([ "$(id -u)" -ne 0 ] && echo run_as_launching_user=YES)
+$extra
 CONF
     /usr/sbin/vsftpd "$work/vsftpd.conf" &
     server_pid=$!

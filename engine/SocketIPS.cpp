@@ -647,7 +647,8 @@ ssize_t SocketIPS::ReceiveTls(char* buffer, std::size_t capacity, int timeoutMs)
         switch (io.status) {
             case TlsConnection::Status::Done:
                 recvState_ = RecvState::Ok;
-                return static_cast<ssize_t>(io.bytes);
+                return static_cast<ssize_t>(
+                    io.bytes + ReadAvailableTls(buffer + io.bytes, capacity - io.bytes));
             case TlsConnection::Status::Closed:
                 recvState_ = RecvState::EndOfData;
                 return 0;
@@ -694,6 +695,20 @@ void SocketIPS::EndTls() {
             break;
         }
     }
+}
+
+// One TLS record holds 16 KiB at most: the records already here are taken together, so that a
+// large receive costs one write to the file rather than one per record.
+std::size_t SocketIPS::ReadAvailableTls(char* buffer, std::size_t capacity) {
+    std::size_t total = 0;
+    while (total < capacity) {
+        const TlsConnection::Io io = tls_->Read(buffer + total, capacity - total);
+        if (io.status != TlsConnection::Status::Done) {
+            break;  // nothing more at once; an end or an error shows at the next receive
+        }
+        total += io.bytes;
+    }
+    return total;
 }
 
 bool SocketIPS::SendTls(const char* bytes, std::size_t length, bool* interrupted) {

@@ -102,6 +102,7 @@ private:
     Wait WaitFor(short events, int timeoutMs) const;
     ssize_t ReceiveTls(char* buffer, std::size_t capacity, int timeoutMs);
     void EndTls();
+    std::size_t ReadAvailableTls(char* buffer, std::size_t capacity);
     bool SendTls(const char* bytes, std::size_t length, bool* interrupted);
     void RememberAddresses();
     int ConnectTo(const struct addrinfo& candidate, int timeoutMs);

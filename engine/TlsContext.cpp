@@ -23,6 +23,10 @@ std::shared_ptr<TlsContext> TlsContext::Create(const std::string& caFile, std::s
         return nullptr;
     }
     SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION);
+    // AES-128-GCM first: as safe for this use, and a quarter cheaper per byte than AES-256 on
+    // both ends, which is what bounds a transfer's speed on a fast network.
+    SSL_CTX_set_ciphersuites(
+        context, "TLS_AES_128_GCM_SHA256:TLS_CHACHA20_POLY1305_SHA256:TLS_AES_256_GCM_SHA384");
     // The certificate is judged after the handshake, where the user can be asked: the handshake
     // itself goes through, and nothing is sent on the connection before that judgement.
     SSL_CTX_set_verify(context, SSL_VERIFY_NONE, nullptr);
