@@ -16,6 +16,7 @@
 class FormOptions {
 public:
     static constexpr const char* kFont = "font";
+    static constexpr const char* kSecurity = "security";
 
     explicit FormOptions(std::string path) : path_(std::move(path)) {}
 

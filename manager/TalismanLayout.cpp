@@ -2,6 +2,7 @@
 
 #include <QActionGroup>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QFontDatabase>
 #include <QFormLayout>
 #include <QGridLayout>
@@ -151,7 +152,13 @@ private:
         widgets_.passive->setObjectName("passive");
         QObject::connect(widgets_.passive, &QCheckBox::clicked, window_,
                          Sender(Code::kTogglePassive));
+        widgets_.security = new QComboBox;
+        widgets_.security->setObjectName("security");
+        widgets_.security->addItems(
+            {QObject::tr("Explicit TLS if available"), QObject::tr("Require explicit TLS"),
+             QObject::tr("Implicit TLS"), QObject::tr("Plain FTP (insecure)")});
         extra->addRow(QObject::tr("FTP port:"), widgets_.port);
+        extra->addRow(QObject::tr("Security:"), widgets_.security);
         extra->addRow(widgets_.passive);
 
         auto* commentFrame = Frame(" Comments ");

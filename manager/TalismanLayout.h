@@ -3,6 +3,7 @@
 class LPBListView;
 class MessageHandler;
 class QCheckBox;
+class QComboBox;
 class QGroupBox;
 class QLineEdit;
 class QListWidget;
@@ -29,6 +30,7 @@ public:
         QLineEdit* hostDirectory = nullptr;
         QLineEdit* port = nullptr;
         QCheckBox* passive = nullptr;
+        QComboBox* security = nullptr;
         QTextEdit* comments = nullptr;
         QListWidget* forms = nullptr;
         QPushButton* connect = nullptr;

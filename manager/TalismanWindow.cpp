@@ -5,6 +5,7 @@
 #include <QActionGroup>
 #include <QCheckBox>
 #include <QCloseEvent>
+#include <QComboBox>
 #include <QFileDialog>
 #include <QGroupBox>
 #include <QLineEdit>
@@ -19,6 +20,7 @@
 #include <set>
 
 #include "Alert.h"
+#include "CertificateTrust.h"
 #include "FTPWindow.h"
 #include "FieldLimit.h"
 #include "Init.h"
@@ -39,6 +41,12 @@ void SetText(QLineEdit* field, const std::optional<std::string>& text) {
 }
 
 constexpr const char* kConnectTo = " Connect to ";
+
+// The form's "Security" choices, in the order of its menu; the first is a new form's.
+constexpr FTPcommand::Security kSecurities[] = {
+    FTPcommand::Security::ExplicitIfAvailable, FTPcommand::Security::ExplicitRequired,
+    FTPcommand::Security::Implicit, FTPcommand::Security::Plain};
+constexpr const char* kSecurityNames[] = {"explicit-if-available", "explicit", "implicit", "plain"};
 
 // Each section is looked for from the start of the file again: these keep an import of a file
 // that is not an init file at all from holding the window for long.
@@ -122,6 +130,8 @@ TalismanWindow::TalismanWindow(MessageHandler* application, const std::string& s
     const std::string path = settingsPath.empty() ? ConfigManager::SettingsFile() : settingsPath;
     settings_ = std::make_unique<ConfigManager>(path);
     options_ = std::make_unique<FormOptions>(FormOptions::PathBeside(path));
+    trust_ = std::make_shared<CertificateTrust>(CertificateTrust::PathBeside(path));
+    trust_->Load();
     form_.mainServer->setEnabled(false);
     form_.comments->setPlainText(QString("Welcome to ") + QString::fromUtf8(kTitle));
     connect(form_.comments, &QTextEdit::textChanged, this, [this] {
@@ -296,6 +306,11 @@ void TalismanWindow::LoadInit(const std::optional<std::string>& name) {
             passive_ = form_.passive->isChecked() ? 1 : 0;
         }
         FillMirrorMenu(record->mirrors);
+        const auto security = options_->Get(*name, FormOptions::kSecurity);
+        const auto* known = std::find(std::begin(kSecurityNames), std::end(kSecurityNames),
+                                      security.value_or(kSecurityNames[0]));
+        form_.security->setCurrentIndex(
+            known == std::end(kSecurityNames) ? 0 : static_cast<int>(known - kSecurityNames));
     }
     ApplyGlobal();
 }
@@ -328,6 +343,8 @@ void TalismanWindow::ApplyGlobal() {
 }
 
 std::unique_ptr<Record_tag> TalismanWindow::AddEntry(const std::string& name) {
+    // What the settings file has no room for goes beside it, under the same name.
+    options_->Set(name, FormOptions::kSecurity, kSecurityNames[form_.security->currentIndex()]);
     auto record = std::make_unique<Record_tag>();
     record->name = name;
     std::string host = Text(form_.host);
@@ -382,13 +399,13 @@ void TalismanWindow::SaveAs(const std::string& name) {
             return;
         }
         long position = settings_->RemoveFromList(name);
-        settings_->AddRecord(AddEntry(name), static_cast<int>(position));
         options_->Copy(currentFormName_, name);
+        settings_->AddRecord(AddEntry(name), static_cast<int>(position));
         Save();
         return;
     }
-    settings_->AddRecord(AddEntry(name), -1);
     options_->Copy(currentFormName_, name);
+    settings_->AddRecord(AddEntry(name), -1);
     Save();
     form_.forms->addItem(QString::fromStdString(name));
 }
@@ -419,8 +436,8 @@ void TalismanWindow::Rename(const std::string& oldName, const std::string& newNa
     }
     // The record goes to the end of the file, the name stays in place in the list: the two
     // orders meet again at the next reload.
-    settings_->AddRecord(AddEntry(newName), -1);
     options_->Rename(oldName, newName);
+    settings_->AddRecord(AddEntry(newName), -1);
     Save();
     int row = position < 0 ? form_.forms->count()
                            : std::min<int>(static_cast<int>(position), form_.forms->count());
@@ -521,6 +538,7 @@ void TalismanWindow::ClearFields() {
         field->clear();
     }
     form_.comments->clear();
+    form_.security->setCurrentIndex(0);
     form_.passive->setChecked(false);
     passive_ = 0;
     EraseMirrorMenu();
@@ -623,6 +641,8 @@ FTPWindow* TalismanWindow::StartingFTP() {
     logOn.firewallPassword = form.firewallPassword;
     logOn.firewallPort = form.firewallPort;
     logOn.firewallCommand = BuildFireWallCommand();
+    logOn.security = kSecurities[form_.security->currentIndex()];
+    logOn.trust = trust_;
     window->Init(std::move(logOn));
     return window;
 }

@@ -17,6 +17,7 @@
 #include "TalismanLayout.h"
 #include "XFerWin.h"
 
+class CertificateTrust;
 class FTPWindow;
 
 // The main window: the connection form, the saved forms, the firewall parameters and the font of
@@ -126,6 +127,7 @@ private:
     QPointer<XFerWin> transferList_;
     std::unique_ptr<ConfigManager> settings_;
     std::unique_ptr<FormOptions> options_;  // what a form holds beyond the settings file
+    std::shared_ptr<CertificateTrust> trust_;
     TalismanLayout::Widgets form_;
     std::string currentFormName_;
     std::string mainServer_;

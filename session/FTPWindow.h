@@ -15,6 +15,7 @@
 #include "ArchiveUnpacker.h"
 #include "Cache.h"
 #include "EntryStringItem.h"
+#include "FTPcommand.h"
 #include "LocalListing.h"
 #include "MessageHandler.h"
 #include "MiniBase.h"
@@ -23,8 +24,8 @@
 #include "XFerWin.h"
 
 class DirWindow;
-class FTPcommand;
 class LPBListView;
+class CertificateTrust;
 class LogWindow;
 class PathLabel;
 class QPushButton;
@@ -107,6 +108,9 @@ public:
         std::string firewallPassword;
         std::string firewallPort = "21";
         std::string firewallCommand;
+        FTPcommand::Security security = FTPcommand::Security::Plain;
+        // Where the answers about certificates that do not verify are kept; none asks each time.
+        std::shared_ptr<CertificateTrust> trust;
     };
 
     FTPWindow(QRect frame, const std::string& title, const std::string& host,
@@ -128,6 +132,8 @@ public:
     // A second, logged-on connection in binary mode for a transfer beside the session, or none.
     // Worker threads only.
     std::unique_ptr<FTPcommand> DuplicateNewConnection();
+    // TLS as the log-on asks, and the user's say on a certificate that does not verify.
+    void Secure(FTPcommand& command, const LogOn& logOn) const;
 
     // What the panes show, for the tests and the benchmarks. GUI thread.
     LPBListView* LocalFiles() const { return ui_.localFiles; }

@@ -3,6 +3,7 @@
 #include <QPushButton>
 
 #include "Alert.h"
+#include "CertificateTrust.h"
 #include "CrossThread.h"
 #include "DirWindow.h"
 #include "FTPWindow.h"
@@ -79,6 +80,7 @@ int FTPWindow::Logon(const LogOn& logOn) {
         status_->SetTypeOperation(line);
     });
     ftp_->SetLog(log_);
+    Secure(*ftp_, logOn);
     int result = logOn.firewall ? LogOnThroughFirewall(*ftp_, logOn, true)
                                 : ftp_->Init(host_.c_str(), logOn.port.c_str(), login_.c_str(),
                                              password_.c_str(), status_);
@@ -170,10 +172,59 @@ int FTPWindow::LogOnThroughFirewall(FTPcommand& command, const LogOn& logOn, boo
     return 0;
 }
 
+namespace {
+
+std::string CertificateQuestion(const TlsConnection::Certificate& certificate,
+                                const std::string& host, int port, bool changed) {
+    std::string text;
+    if (changed) {
+        text = "Warning: the certificate of " + host + ":" + std::to_string(port) +
+               " is not the one you trusted before. Someone may stand between you and the "
+               "server.\n\n";
+    }
+    return text + "The certificate of " + host + ":" + std::to_string(port) +
+           " cannot be verified: " + certificate.problem + ".\n\nSubject: " + certificate.subject +
+           "\nIssuer: " + certificate.issuer + "\nValid from " + certificate.notBefore + " to " +
+           certificate.notAfter + "\nSHA-256: " + certificate.sha256 +
+           "\n\nDo you trust this certificate?";
+}
+
+}  // namespace
+
+void FTPWindow::Secure(FTPcommand& command, const LogOn& logOn) const {
+    command.SetSecurity(logOn.security);
+    std::shared_ptr<CertificateTrust> trust = logOn.trust;
+    if (!trust) {
+        return;
+    }
+    // Asked from the worker; the question waits on the GUI thread for the user.
+    command.SetCertificateCheck(
+        [trust](const TlsConnection::Certificate& certificate, const std::string& host, int port) {
+            const auto verdict = trust->Judge(host, port, certificate.sha256);
+            if (verdict == CertificateTrust::Verdict::Trusted) {
+                return true;
+            }
+            const int answer =
+                Alert::Go(CertificateQuestion(certificate, host, port,
+                                              verdict == CertificateTrust::Verdict::Changed),
+                          {"Trust always", "This time", "Cancel"}, AlertKind::Warning);
+            if (answer == 0 && !trust->TrustAlways(host, port, certificate.sha256)) {
+                Alert::Go(
+                    "The trusted certificates could not be saved: this one is trusted until "
+                    "Tarvik ends.");
+            }
+            if (answer == 1) {
+                trust->TrustThisTime(host, port, certificate.sha256);
+            }
+            return answer == 0 || answer == 1;
+        });
+}
+
 std::unique_ptr<FTPcommand> FTPWindow::DuplicateNewConnection() {
     auto command = std::make_unique<FTPcommand>();
     command->SetNextActivePort(ftp_->NextActivePort() + 500);
     command->SetMiniBase(ftp_->GetMiniBase());
+    Secure(*command, logOn_);
     int result = logOn_.firewall ? LogOnThroughFirewall(*command, logOn_, false)
                                  : command->Init(host_.c_str(), logOn_.port.c_str(), login_.c_str(),
                                                  password_.c_str(), nullptr);

@@ -9,31 +9,15 @@
 #include "PyFtpServer.h"
 #include "Recorders.h"
 #include "TempDir.h"
+#include "TestCertificate.h"
 #include "TestServer.h"
 
 namespace {
 
 using Security = FTPcommand::Security;
 
-// A self-signed certificate for 127.0.0.1, made once for the whole run.
-struct TestCertificate {
-    TempDir folder{"tarvik-tls"};
-    std::string cert = (folder / "cert.pem").string();
-    std::string key = (folder / "key.pem").string();
-    TestCertificate() {
-        const std::string command =
-            "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 "
-            "-subj /CN=127.0.0.1 -addext subjectAltName=IP:127.0.0.1 -keyout " +
-            key + " -out " + cert + " 2>/dev/null";
-        if (std::system(command.c_str()) != 0) {
-            throw std::runtime_error("openssl could not make a certificate");
-        }
-    }
-};
-
 const TestCertificate& Certificate() {
-    static const TestCertificate certificate;
-    return certificate;
+    return TestCertificate::Shared();
 }
 
 std::unique_ptr<TestServer> StartTlsServer(const std::string& kind, bool implicit = false) {
@@ -43,11 +27,7 @@ std::unique_ptr<TestServer> StartTlsServer(const std::string& kind, bool implici
             std::vector<PyFtpServer::Account>{{"tester", "s3cret"}}, 0, "127.0.0.1",
             std::vector<std::string>{"--tls-cert", tls.cert, "--tls-key", tls.key});
     }
-    return StartVsftpd(
-        "ssl_enable=YES\nallow_anon_ssl=YES\nforce_anon_logins_ssl=YES\n"
-        "force_anon_data_ssl=YES\nrsa_cert_file=" +
-        tls.cert + "\nrsa_private_key_file=" + tls.key + "\n" +
-        (implicit ? "implicit_ssl=YES\n" : ""));
+    return StartVsftpd(tls.VsftpdConfig(implicit));
 }
 
 // True when the server received its user name or password.

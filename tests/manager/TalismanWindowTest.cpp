@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QInputDialog>
 #include <QLineEdit>
 #include <QListWidget>
@@ -16,6 +17,7 @@
 #include "Alert.h"
 #include "ConfigManager.h"
 #include "FTPWindow.h"
+#include "FormOptions.h"
 #include "GuiWait.h"
 #include "LPBListView.h"
 #include "LogWindow.h"
@@ -29,6 +31,8 @@
 #include "TalismanApplication.h"
 #include "TalismanWindow.h"
 #include "TempDir.h"
+#include "TestCertificate.h"
+#include "TestServer.h"
 #include "XFerWin.h"
 
 namespace {
@@ -277,6 +281,43 @@ TEST_F(TalismanWindowTest, EachOpenedFileAndLinkStartsItsOwnSession) {
 }
 
 // The way a user goes: fill the form, save it, quit, start again, connect, close the session.
+// A form that requires TLS, against a server whose certificate no store knows: the user is
+// shown the certificate once; "Trust always" is kept beside the settings, so the next session
+// goes on without a question; the form keeps its choice.
+TEST_F(TalismanWindowTest, AnUnknownCertificateIsAskedAboutOnceAndRemembered) {
+    auto server = StartVsftpd(TestCertificate::Shared().VsftpdConfig());
+    TalismanApplication tarvik(settings.string());
+    TalismanWindow* window = tarvik.MainWindow();
+    ASSERT_TRUE(WaitUntil([&] { return window->Form().security->count() == 4; }));
+    EXPECT_EQ(window->Form().security->currentText(), "Explicit TLS if available");
+    Fill(*window, "127.0.0.1", "anonymous", "guest", server->PortText());
+    window->Form().security->setCurrentText("Require explicit TLS");
+    window->PostMessage(Message(Code::kAskSaveAs));
+    ASSERT_TRUE(AnswerPrompt("Save current form as", "Secure"));
+    alerts.Answer(0);  // Trust always
+    for (int session = 1; session <= 2; ++session) {
+        window->PostMessage(Message(Code::kConnect));
+        ASSERT_TRUE(WaitUntil([&] { return tarvik.Sessions().size() == 1; }, 5s));
+        QPointer<FTPWindow> started = tarvik.Sessions().front();
+        ASSERT_TRUE(WaitUntil([&] { return !started->IsLoggingOn() && !started->IsBusy(); }, 20s));
+        EXPECT_TRUE(started->IsConnected());
+        started->PostMessage(Message(FTPWindow::kQuickLogout));
+        ASSERT_TRUE(WaitUntil([&] { return started.isNull(); }, 10s));
+        ASSERT_EQ(alerts.Texts().size(), 1u) << "asked once, in the first session";
+    }
+    EXPECT_TRUE(alerts.Texts()[0].starts_with("The certificate of 127.0.0.1:" + server->PortText() +
+                                              " cannot be verified"));
+    EXPECT_NE(alerts.Texts()[0].find("SHA-256: "), std::string::npos);
+    EXPECT_EQ(alerts.Alerts()[0].buttons,
+              (std::vector<std::string>{"Trust always", "This time", "Cancel"}));
+    const auto kept = folder / "Tarvik_certificates";
+    EXPECT_EQ(fs::status(kept).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_NE(TempDir::Read(kept).find("127.0.0.1 " + server->PortText() + " "), std::string::npos);
+    FormOptions options(FormOptions::PathBeside(settings.string()));
+    ASSERT_TRUE(options.Load());
+    EXPECT_EQ(options.Get("Secure", FormOptions::kSecurity), "explicit");
+}
+
 TEST_F(TalismanWindowTest, SavedFormStartsASessionAfterARestart) {
     PyFtpServer server;
     TempDir::WriteFile(server.Pub() / "hello.txt", "hi");

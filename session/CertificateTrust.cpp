@@ -1,0 +1,83 @@
+#include "CertificateTrust.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+std::string CertificateTrust::PathBeside(const std::string& settingsFile) {
+    return (std::filesystem::path(settingsFile).parent_path() / "Tarvik_certificates").string();
+}
+
+std::string CertificateTrust::Key(const std::string& host, int port) {
+    return host + " " + std::to_string(port);
+}
+
+void CertificateTrust::Load() {
+    std::lock_guard lock(mutex_);
+    always_.clear();
+    std::ifstream file(path_);
+    for (std::string line; std::getline(file, line);) {
+        std::istringstream fields(line);
+        std::string host, fingerprint, extra;
+        int port = 0;
+        if (fields >> host >> port >> fingerprint && !(fields >> extra) && port > 0) {
+            always_[Key(host, port)] = fingerprint;
+        }
+    }
+}
+
+CertificateTrust::Verdict CertificateTrust::Judge(const std::string& host, int port,
+                                                  const std::string& sha256) const {
+    std::lock_guard lock(mutex_);
+    const std::string key = Key(host, port);
+    bool known = false;
+    for (const auto* trusted : {&always_, &thisRun_}) {
+        if (auto found = trusted->find(key); found != trusted->end()) {
+            if (found->second == sha256) {
+                return Verdict::Trusted;
+            }
+            known = true;
+        }
+    }
+    return known ? Verdict::Changed : Verdict::Unknown;
+}
+
+bool CertificateTrust::TrustAlways(const std::string& host, int port, const std::string& sha256) {
+    std::lock_guard lock(mutex_);
+    always_[Key(host, port)] = sha256;
+    thisRun_.erase(Key(host, port));
+    return Save();
+}
+
+void CertificateTrust::TrustThisTime(const std::string& host, int port, const std::string& sha256) {
+    std::lock_guard lock(mutex_);
+    thisRun_[Key(host, port)] = sha256;
+}
+
+// Written to a new file that replaces the old one once all of it is on the disk. A line is three
+// words; a host name with a blank in it would not read back, and would be asked about again.
+bool CertificateTrust::Save() const {
+    std::string bytes;
+    for (const auto& [key, fingerprint] : always_) {
+        bytes += key + " " + fingerprint + "\n";
+    }
+    std::string temporary = path_ + ".XXXXXX";
+    const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
+    if (fd < 0) {
+        return false;
+    }
+    bool ok = ::fchmod(fd, 0600) == 0 &&
+              ::write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()) &&
+              ::fsync(fd) == 0;
+    ok = ::close(fd) == 0 && ok;
+    ok = ok && std::rename(temporary.c_str(), path_.c_str()) == 0;
+    if (!ok) {
+        ::unlink(temporary.c_str());
+    }
+    return ok;
+}
