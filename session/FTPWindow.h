@@ -133,7 +133,7 @@ public:
     // Worker threads only.
     std::unique_ptr<FTPcommand> DuplicateNewConnection();
     // TLS as the log-on asks, and the user's say on a certificate that does not verify.
-    void Secure(FTPcommand& command, const LogOn& logOn) const;
+    void Secure(FTPcommand& command, const LogOn& logOn);
 
     // What the panes show, for the tests and the benchmarks. GUI thread.
     LPBListView* LocalFiles() const { return ui_.localFiles; }
@@ -305,5 +305,7 @@ private:
     StatusBar* statusBar_ = nullptr;
     StatusWindow* status_ = nullptr;
     LogWindow* log_ = nullptr;
+    // The user turned a certificate down: the log-on's end needs no word of its own.
+    std::atomic<bool> certificateCancelled_{false};
     DirWindow* fullListing_ = nullptr;
 };

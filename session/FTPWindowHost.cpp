@@ -86,7 +86,7 @@ int FTPWindow::Logon(const LogOn& logOn) {
                                              password_.c_str(), status_);
     if (result != 0) {
         // A log-on stopped by closing the window needs no word.
-        if (!logOn.firewall && !closing_) {
+        if (!logOn.firewall && !closing_ && !certificateCancelled_) {
             Alert::Go(kHostUnreachable);
         }
         quickQuit_ = quickQuit_ || !logOn.firewall;
@@ -191,33 +191,34 @@ std::string CertificateQuestion(const TlsConnection::Certificate& certificate,
 
 }  // namespace
 
-void FTPWindow::Secure(FTPcommand& command, const LogOn& logOn) const {
+void FTPWindow::Secure(FTPcommand& command, const LogOn& logOn) {
     command.SetSecurity(logOn.security);
     std::shared_ptr<CertificateTrust> trust = logOn.trust;
     if (!trust) {
         return;
     }
     // Asked from the worker; the question waits on the GUI thread for the user.
-    command.SetCertificateCheck(
-        [trust](const TlsConnection::Certificate& certificate, const std::string& host, int port) {
-            const auto verdict = trust->Judge(host, port, certificate.sha256);
-            if (verdict == CertificateTrust::Verdict::Trusted) {
-                return true;
-            }
-            const int answer =
-                Alert::Go(CertificateQuestion(certificate, host, port,
-                                              verdict == CertificateTrust::Verdict::Changed),
-                          {"Trust always", "This time", "Cancel"}, AlertKind::Warning);
-            if (answer == 0 && !trust->TrustAlways(host, port, certificate.sha256)) {
-                Alert::Go(
-                    "The trusted certificates could not be saved: this one is trusted until "
-                    "Tarvik ends.");
-            }
-            if (answer == 1) {
-                trust->TrustThisTime(host, port, certificate.sha256);
-            }
-            return answer == 0 || answer == 1;
-        });
+    command.SetCertificateCheck([this, trust](const TlsConnection::Certificate& certificate,
+                                              const std::string& host, int port) {
+        const auto verdict = trust->Judge(host, port, certificate.sha256);
+        if (verdict == CertificateTrust::Verdict::Trusted) {
+            return true;
+        }
+        const int answer =
+            Alert::Go(CertificateQuestion(certificate, host, port,
+                                          verdict == CertificateTrust::Verdict::Changed),
+                      {"Trust always", "This time", "Cancel"}, AlertKind::Warning);
+        if (answer == 0 && !trust->TrustAlways(host, port, certificate.sha256)) {
+            Alert::Go(
+                "The trusted certificates could not be saved: this one is trusted until "
+                "Tarvik ends.");
+        }
+        if (answer == 1) {
+            trust->TrustThisTime(host, port, certificate.sha256);
+        }
+        certificateCancelled_ = answer != 0 && answer != 1;
+        return !certificateCancelled_;
+    });
 }
 
 std::unique_ptr<FTPcommand> FTPWindow::DuplicateNewConnection() {
@@ -229,7 +230,7 @@ std::unique_ptr<FTPcommand> FTPWindow::DuplicateNewConnection() {
                                  : command->Init(host_.c_str(), logOn_.port.c_str(), login_.c_str(),
                                                  password_.c_str(), nullptr);
     if (result != 0) {
-        if (!logOn_.firewall) {
+        if (!logOn_.firewall && !certificateCancelled_) {
             Alert::Go(kHostUnreachable);
         }
         return nullptr;
