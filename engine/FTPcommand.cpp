@@ -248,8 +248,6 @@ bool FTPcommand::ProtectData() {
     return false;
 }
 
-// Resumes the control connection's session (vsftpd insists); otherwise the data connection's
-// certificate must be the control connection's, or a third party could be serving the data.
 // Under TLS 1.3 a server may take each session ticket once: the next data connection resumes
 // with the newest ticket, which came on the data connection just ended.
 void FTPcommand::KeepDataSession() {
@@ -263,6 +261,8 @@ void FTPcommand::KeepDataSession() {
     }
 }
 
+// Resumes the control connection's session (vsftpd insists); otherwise the data connection's
+// certificate must be the control connection's, or a third party could be serving the data.
 bool FTPcommand::SecureData() {
     SocketIPS* socket = data_.Socket();
     if (!dataSession_) {
@@ -803,7 +803,10 @@ FTPcommand::PumpEnd FTPcommand::CheckOverlap(const std::string& localPath, long 
         const int received =
             data_.Socket()->RecvBin(remote.data() + got, static_cast<int>(overlap - got));
         if (received <= 0) {
-            return stop_ ? PumpEnd::Stopped : PumpEnd::Mismatch;  // the server's file is shorter
+            const bool shorter = data_.Socket()->LastRecvState() == SocketIPS::RecvState::EndOfData;
+            return stop_     ? PumpEnd::Stopped
+                   : shorter ? PumpEnd::Mismatch  // the server's file ends before the local part
+                             : PumpEnd::ReceiveFailed;
         }
         got += static_cast<std::size_t>(received);
     }
