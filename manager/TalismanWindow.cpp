@@ -667,6 +667,8 @@ void TalismanWindow::OpenRequest(const Message& request) {
             widget->setText(FieldLimit::Fitted(QString::fromStdString(*text)));
         }
     }
+    // A request names no security: it gets a new form's.
+    form_.security->setCurrentIndex(0);
     StartingFTP();
 }
 
