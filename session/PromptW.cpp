@@ -14,6 +14,7 @@ PromptW::PromptW(MessageHandler* parent, const std::string& title, const std::st
       parent_(parent),
       answer_(answer),
       option_(std::move(option)),
+      given_(text),
       field_(new QLineEdit(QString::fromStdString(text), this)),
       stayOpen_(new QCheckBox(tr("Stay open"), this)) {
     setAttribute(Qt::WA_DeleteOnClose);
@@ -45,7 +46,8 @@ void PromptW::MessageReceived(const Message& message) {
     switch (message.what) {
         case kOk: {
             Message reply(answer_);
-            reply.AddString("prompt", field_->text().toStdString());
+            const bool untouched = field_->text() == QString::fromStdString(given_);
+            reply.AddString("prompt", untouched ? given_ : field_->text().toStdString());
             if (option_) {
                 reply.AddString("opt", *option_);
             }

@@ -33,6 +33,9 @@ private:
     MessageHandler* parent_;
     std::uint32_t answer_;
     std::optional<std::string> option_;
+    // The text given, as bytes: a name that is not UTF-8 shows with replacement marks, and an
+    // answer left as shown must still be that name.
+    std::string given_;
     QLineEdit* field_;
     QCheckBox* stayOpen_;
 };

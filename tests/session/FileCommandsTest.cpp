@@ -112,6 +112,39 @@ TEST_P(HostCommandsTest, MakeRemoveDeleteRenameAndViewEachShowTheirOutcome) {
     EXPECT_EQ(alerts.Texts().size(), 2u);
 }
 
+// Names are the server's bytes: UTF-8 ones show as they are, others with a replacement mark,
+// and both are sent back as they came. A rename left as shown renames nothing.
+TEST_P(HostCommandsTest, NamesKeepTheirBytesWhateverTheyShow) {
+    const std::string utf8 = "caf\xC3\xA9 \xE2\x98\x95.txt";  // "café ☕.txt"
+    const std::string latin1 = "caf\xE9.txt";                 // not UTF-8
+    TempDir::WriteFile(work / utf8, "utf-8");
+    TempDir::WriteFile(work / latin1, "latin-1");
+    Open(*server, 1, "/pub/work");
+    ASSERT_TRUE(window_->HostFiles()->SelectText(utf8));
+    ASSERT_TRUE(window_->HostFiles()->SelectText(latin1));
+    Issue(Message(FTPWindow::kGetSelected));
+    EXPECT_EQ(TempDir::Read(local / utf8), "utf-8");
+    EXPECT_EQ(TempDir::Read(local / latin1), "latin-1");
+
+    window_->HostFiles()->UnSelectAll();
+    ASSERT_TRUE(window_->HostFiles()->SelectText(latin1));
+    window_->PostMessage(Message(FTPWindow::kRenameHostFiles));
+    ASSERT_TRUE(WaitUntil([] { return OpenPrompts().size() == 1; }));
+    PromptW* prompt = OpenPrompts().front();
+    EXPECT_EQ(prompt->Field()->text(), QString::fromUtf8("caf\xEF\xBF\xBD.txt"));
+    prompt->PostMessage(Message(PromptW::kOk));  // left as shown
+    Settle();
+    ASSERT_TRUE(WaitUntil([&] { return !window_->IsBusy(); }, 10s));
+    EXPECT_TRUE(fs::exists(work / latin1));
+    window_->PostMessage(Message(FTPWindow::kRenameHostFiles));
+    ASSERT_TRUE(WaitUntil([] { return OpenPrompts().size() == 1; }));
+    OpenPrompts().front()->Field()->setText("cafe.txt");
+    OpenPrompts().front()->PostMessage(Message(PromptW::kOk));
+    ASSERT_TRUE(WaitUntil([&] { return fs::exists(work / "cafe.txt"); }, 10s));
+    EXPECT_FALSE(fs::exists(work / latin1));
+    EXPECT_TRUE(alerts.Texts().empty());
+}
+
 INSTANTIATE_TEST_SUITE_P(Servers, HostCommandsTest, ::testing::Values("pyftpdlib", "vsftpd"));
 
 class LocalCommandsTest : public SessionFixture {
