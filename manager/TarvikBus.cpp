@@ -41,6 +41,9 @@ bool TarvikBus::HandOver(const QStringList& items, bool desktop) {
 }
 
 void TarvikBus::open(const QVariantMap& fields) {
+    if (application_ == nullptr) {
+        return;  // not serving yet
+    }
     Message request(FourCC("open"));
     for (const char* name :
          {"Server", "Login", "Password", "LocalDirectory", "HostDirectory", "FTPPort"}) {
@@ -53,12 +56,18 @@ void TarvikBus::open(const QVariantMap& fields) {
 }
 
 void TarvikBus::Show() {
+    if (application_ == nullptr) {
+        return;
+    }
     application_->PostMessage(Message(FourCC("Show")));
 }
 
 // Answered at once and carried out afterwards: an alert on the way (a file that is not a
 // Quick-Launch file) must not keep the later start waiting.
 void TarvikBus::OpenArguments(const QStringList& items, bool desktop) {
+    if (application_ == nullptr) {
+        return;
+    }
     std::vector<std::string> opened;
     for (const QString& item : items) {
         opened.push_back(item.toStdString());
@@ -74,6 +83,9 @@ void TarvikBus::OpenArguments(const QStringList& items, bool desktop) {
 
 QStringList TarvikBus::Sessions() const {
     QStringList titles;
+    if (application_ == nullptr) {
+        return titles;
+    }
     for (const FTPWindow* window : application_->Sessions()) {
         titles << window->windowTitle();
     }
