@@ -50,7 +50,8 @@ void TalismanApplication::ReadyToRun() {
 }
 
 void TalismanApplication::Open(const std::vector<std::string>& items, bool desktop) {
-    if (desktop) {
+    // Started from the desktop's menu, the program gets no files: then the main window shows.
+    if (desktop && !items.empty()) {
         showOnReady_ = false;
     }
     for (const std::string& item : items) {

@@ -72,9 +72,10 @@ void TarvikBus::OpenArguments(const QStringList& items, bool desktop) {
     for (const QString& item : items) {
         opened.push_back(item.toStdString());
     }
-    // A later start without files asks for the main window.
+    // A later start without files (from a terminal or the desktop's menu) asks for the main
+    // window.
     QTimer::singleShot(0, application_, [application = application_, opened, desktop] {
-        if (opened.empty() && !desktop) {
+        if (opened.empty()) {
             application->PostMessage(Message(FourCC("Show")));
         }
         application->Open(opened, desktop);

@@ -226,6 +226,15 @@ std::string SessionLog(FTPWindow& session) {
     return text;
 }
 
+// The desktop's menu starts the program as its file manager does, with no file: the main
+// window must show, or the program would run unseen.
+TEST_F(TalismanWindowTest, StartedFromTheDesktopWithoutFilesShowsTheMainWindow) {
+    TalismanApplication tarvik(settings.string());
+    tarvik.RefsReceived({});
+    tarvik.ReadyToRun();
+    EXPECT_TRUE(WaitUntil([&] { return tarvik.MainWindow()->isVisible(); }));
+}
+
 // Files and links opened together each start a session with their own values, even though
 // each one passes through the form; a link's folder is opened, its missing password asked.
 TEST_F(TalismanWindowTest, EachOpenedFileAndLinkStartsItsOwnSession) {
