@@ -425,13 +425,13 @@ long long SocketIPS::ReceiveToFile(int fileFd, std::size_t count) {
         if (errno == EINTR) {
             continue;
         }
-        Wait wait = errno == EAGAIN ? WaitFor(POLLIN) : Wait::Failed;
-        if (wait == Wait::Ready) {
+        const bool later = errno == EAGAIN;
+        if (later && WaitToReceive(POLLIN, timeoutMs_)) {
             continue;
         }
-        recvState_ = wait == Wait::TimedOut      ? RecvState::TimedOut
-                     : wait == Wait::Interrupted ? RecvState::Interrupted
-                                                 : RecvState::Failed;
+        if (!later) {
+            recvState_ = RecvState::Failed;
+        }
         if (recvState_ != RecvState::Interrupted) {
             AlertHook::Raise(kReceiveAlert);
         }
@@ -464,20 +464,29 @@ ssize_t SocketIPS::ReceiveSome(char* buffer, std::size_t capacity, int timeoutMs
             recvState_ = RecvState::Failed;
             return -1;
         }
-        switch (WaitFor(POLLIN, timeoutMs)) {
-            case Wait::Ready:
-                continue;
-            case Wait::TimedOut:
-                recvState_ = RecvState::TimedOut;
-                return -1;
-            case Wait::Interrupted:
-                recvState_ = RecvState::Interrupted;
-                return -1;
-            case Wait::Failed:
-                recvState_ = RecvState::Failed;
-                return -1;
+        if (!WaitToReceive(POLLIN, timeoutMs)) {
+            return -1;
         }
     }
+}
+
+// A wait in the middle of a receive; when it ends without the socket ready, the receive's state
+// says why.
+bool SocketIPS::WaitToReceive(short events, int timeoutMs) {
+    switch (WaitFor(events, timeoutMs)) {
+        case Wait::Ready:
+            return true;
+        case Wait::TimedOut:
+            recvState_ = RecvState::TimedOut;
+            return false;
+        case Wait::Interrupted:
+            recvState_ = RecvState::Interrupted;
+            return false;
+        case Wait::Failed:
+            break;
+    }
+    recvState_ = RecvState::Failed;
+    return false;
 }
 
 bool SocketIPS::Refill() {
@@ -660,18 +669,8 @@ ssize_t SocketIPS::ReceiveTls(char* buffer, std::size_t capacity, int timeoutMs)
                 break;
         }
         const short events = io.status == TlsConnection::Status::WantRead ? POLLIN : POLLOUT;
-        switch (WaitFor(events, timeoutMs)) {
-            case Wait::Ready:
-                continue;
-            case Wait::TimedOut:
-                recvState_ = RecvState::TimedOut;
-                return -1;
-            case Wait::Interrupted:
-                recvState_ = RecvState::Interrupted;
-                return -1;
-            case Wait::Failed:
-                recvState_ = RecvState::Failed;
-                return -1;
+        if (!WaitToReceive(events, timeoutMs)) {
+            return -1;
         }
     }
 }

@@ -100,6 +100,7 @@ private:
 
     Wait WaitFor(short events) const { return WaitFor(events, timeoutMs_); }
     Wait WaitFor(short events, int timeoutMs) const;
+    bool WaitToReceive(short events, int timeoutMs);
     ssize_t ReceiveTls(char* buffer, std::size_t capacity, int timeoutMs);
     void EndTls();
     std::size_t ReadAvailableTls(char* buffer, std::size_t capacity);
