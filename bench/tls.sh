@@ -95,20 +95,4 @@ for round in $(seq "$rounds"); do
 done
 
 echo
-/usr/bin/python3 - "$results" <<'PY'
-import collections, statistics, sys
-times = collections.defaultdict(lambda: collections.defaultdict(list))
-for line in open(sys.argv[1]):
-    case, tool, start, end = line.split()
-    times[case][tool].append(float(end) - float(start))
-print("%-16s %-8s %9s %8s  %s" % ("case", "tool", "median s", "ratio", "runs"))
-for case, tools in times.items():
-    medians = {tool: statistics.median(runs) for tool, runs in tools.items()}
-    peers = [m for tool, m in medians.items() if tool != "ftpxfer"]
-    fastest = min(peers) if peers else None
-    for tool, median in medians.items():
-        ratio = "%.2f" % (median / fastest) if fastest else "-"
-        print("%-16s %-8s %9.3f %8s  %s" % (case, tool, median, ratio,
-                                            " ".join("%.2f" % r for r in tools[tool])))
-    print()
-PY
+/usr/bin/python3 bench/medians.py "$results"
