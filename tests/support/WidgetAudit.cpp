@@ -1,0 +1,92 @@
+#include "WidgetAudit.h"
+
+#include <QAbstractButton>
+#include <QAbstractItemView>
+#include <QAbstractSlider>
+#include <QAbstractSpinBox>
+#include <QAccessible>
+#include <QAction>
+#include <QComboBox>
+#include <QKeySequence>
+#include <QLineEdit>
+#include <QMap>
+#include <QPlainTextEdit>
+#include <QShortcut>
+#include <QTabBar>
+#include <QTextEdit>
+#include <QWidget>
+
+namespace WidgetAudit {
+
+namespace {
+
+bool IsControl(const QWidget& widget) {
+    return qobject_cast<const QAbstractButton*>(&widget) != nullptr ||
+           qobject_cast<const QLineEdit*>(&widget) != nullptr ||
+           qobject_cast<const QAbstractItemView*>(&widget) != nullptr ||
+           qobject_cast<const QComboBox*>(&widget) != nullptr ||
+           qobject_cast<const QAbstractSpinBox*>(&widget) != nullptr ||
+           qobject_cast<const QAbstractSlider*>(&widget) != nullptr ||
+           qobject_cast<const QPlainTextEdit*>(&widget) != nullptr ||
+           qobject_cast<const QTextEdit*>(&widget) != nullptr ||
+           qobject_cast<const QTabBar*>(&widget) != nullptr;
+}
+
+// What a screen reader says: the accessible name, else a button's text or a field's label buddy.
+QString AccessibleName(const QWidget& widget) {
+    QAccessibleInterface* accessible =
+        QAccessible::queryAccessibleInterface(const_cast<QWidget*>(&widget));
+    return accessible != nullptr ? accessible->text(QAccessible::Name) : widget.accessibleName();
+}
+
+QString Describe(const QWidget& widget) {
+    QString text;
+    if (const auto* button = qobject_cast<const QAbstractButton*>(&widget)) {
+        text = button->text();
+    }
+    return QString("%1 \"%2\" (%3)")
+        .arg(widget.metaObject()->className(), text, widget.objectName());
+}
+
+}  // namespace
+
+QStringList AmbiguousShortcuts(const QWidget& window) {
+    QMap<QString, QStringList> owners;
+    const auto note = [&](const QKeySequence& keys, const QString& owner) {
+        if (!keys.isEmpty()) {
+            owners[keys.toString(QKeySequence::PortableText)].append(owner);
+        }
+    };
+    for (const QAction* action : window.findChildren<QAction*>()) {
+        if (action->isEnabled() && !action->isSeparator()) {
+            for (const QKeySequence& keys : action->shortcuts()) {
+                note(keys, action->text());
+            }
+        }
+    }
+    for (const QShortcut* shortcut : window.findChildren<QShortcut*>()) {
+        if (shortcut->isEnabled()) {
+            note(shortcut->key(), shortcut->objectName());
+        }
+    }
+    QStringList ambiguous;
+    for (auto it = owners.cbegin(); it != owners.cend(); ++it) {
+        if (it.value().size() > 1) {
+            ambiguous.append(it.key() + ": " + it.value().join(", "));
+        }
+    }
+    return ambiguous;
+}
+
+QStringList UnnamedControls(const QWidget& window) {
+    QStringList unnamed;
+    for (const QWidget* widget : window.findChildren<QWidget*>()) {
+        if (widget->isVisibleTo(&window) && IsControl(*widget) &&
+            AccessibleName(*widget).trimmed().isEmpty()) {
+            unnamed.append(Describe(*widget));
+        }
+    }
+    return unnamed;
+}
+
+}  // namespace WidgetAudit
