@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
+#include <optional>
 #include <string>
 
 // One entry of a listing pane: a name (or a whole listing line) with its kind.
@@ -12,6 +14,9 @@ struct EntryStringItem {
     std::string path;
     // 0xRRGGBBAA; 0 means the view's own text colour.
     std::uint32_t colour = 0;
+    // What the host's listing said of a file: its size (-1 unknown) and, from MLSD, its time.
+    long long size = -1;
+    std::optional<std::time_t> modified = std::nullopt;
 
     bool operator==(const EntryStringItem&) const = default;
 };

@@ -1003,11 +1003,12 @@ void FTPcommand::AddListed(ListingParser::Entry entry, std::string_view line, It
     // A link is offered in both panes: its target may be either.
     Items* list = entry.kind == Kind::File ? files : directories;
     Items* second = entry.kind == Kind::Link ? files : nullptr;
+    const long long size = entry.kind == Kind::File ? entry.size : -1;
     if (second != nullptr) {
-        GrowFast(*second, EntryStringItem{entry.name, type, {}, 0});
+        GrowFast(*second, EntryStringItem{entry.name, type, {}, 0, size, entry.modified});
     }
     if (list != nullptr) {
-        GrowFast(*list, EntryStringItem{std::move(entry.name), type, {}, 0});
+        GrowFast(*list, EntryStringItem{std::move(entry.name), type, {}, 0, size, entry.modified});
     }
 }
 

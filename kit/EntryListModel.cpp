@@ -1,8 +1,28 @@
 #include "EntryListModel.h"
 
 #include <QColor>
+#include <QDateTime>
+#include <QLocale>
+#include <QStringList>
 
 #include <iterator>
+
+namespace {
+
+// "5,000,000,000 bytes" and "Modified 2026-11-20 14:03" where the listing told them.
+QVariant Details(const EntryStringItem& item) {
+    QStringList lines;
+    if (item.size >= 0) {
+        lines.append(QObject::tr("%1 bytes").arg(QLocale().toString(item.size)));
+    }
+    if (item.modified) {
+        const QDateTime time = QDateTime::fromSecsSinceEpoch(*item.modified);
+        lines.append(QObject::tr("Modified %1").arg(time.toString("yyyy-MM-dd HH:mm")));
+    }
+    return lines.isEmpty() ? QVariant() : QVariant(lines.join('\n'));
+}
+
+}  // namespace
 
 EntryListModel::EntryListModel(QObject* parent) : QAbstractListModel(parent) {}
 
@@ -52,6 +72,8 @@ QVariant EntryListModel::data(const QModelIndex& index, int role) const {
             return QString::fromStdString(item.path);
         case ColourRole:
             return static_cast<quint32>(item.colour);
+        case Qt::ToolTipRole:
+            return Details(item);
         default:
             return {};
     }

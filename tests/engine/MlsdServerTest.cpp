@@ -8,6 +8,9 @@
 #include <functional>
 #include <tuple>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include "FTPcommand.h"
 #include "ListingMonitor.h"
 #include "PyFtpServer.h"
@@ -72,6 +75,18 @@ TEST_F(MlsdServerTest, MlsdListsWhatListListsWithSizesPast32Bits) {
     LogOn();
     EXPECT_TRUE(ftp.OffersMlsd() && ftp.OffersUtf8() && ftp.OffersSize() && ftp.OffersRestStream());
 
+    const std::time_t modified = 1795701780;  // 2026-11-26 14:03 UTC
+    const timespec times[2] = {{modified, 0}, {modified, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, (server.Pub() / "huge.iso").c_str(), times, 0), 0);
+    FTPcommand::Items files;
+    ASSERT_EQ(ftp.LISTING(nullptr, &files, nullptr, nullptr, 1, nullptr, nullptr), 0);
+    const auto huge = std::find_if(files.begin(), files.end(), [](const EntryStringItem& item) {
+        return item.text == "huge.iso";
+    });
+    ASSERT_NE(huge, files.end());
+    EXPECT_EQ(huge->size, 5000000000LL);
+    EXPECT_EQ(huge->modified, modified);  // the pane's tooltip shows it
+
     RawLines mlsdLines;
     Entries overMlsd = List(ftp, &mlsdLines);
     ftp.AllowMlsd(false);
@@ -86,7 +101,7 @@ TEST_F(MlsdServerTest, MlsdListsWhatListListsWithSizesPast32Bits) {
     EXPECT_EQ(Count(mlsdLines.lines, "modify="), 3);  // pyftpdlib sorts the facts
     EXPECT_EQ(Count(listLines.lines, "-"), 2);        // ls -l lines of the two files
     Strings commands = server.Commands();
-    EXPECT_EQ(Count(commands, "MLSD"), 1);
+    EXPECT_EQ(Count(commands, "MLSD"), 2);  // both listings before LIST was asked for
     EXPECT_EQ(Count(commands, "LIST"), 1);
     EXPECT_EQ(Count(commands, "OPTS UTF8 ON"), 1);
 }

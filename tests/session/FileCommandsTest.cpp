@@ -120,6 +120,13 @@ TEST_P(HostCommandsTest, NamesKeepTheirBytesWhateverTheyShow) {
     TempDir::WriteFile(work / utf8, "utf-8");
     TempDir::WriteFile(work / latin1, "latin-1");
     Open(*server, 1, "/pub/work");
+    const QAbstractItemModel* shown = window_->HostFiles()->model();
+    for (const QString& name :
+         {QString::fromUtf8("caf\u00e9 \u2615.txt"), QString("caf\ufffd.txt")}) {
+        EXPECT_FALSE(
+            shown->match(shown->index(0, 0), Qt::DisplayRole, name, 1, Qt::MatchExactly).isEmpty())
+            << name.toStdString();
+    }
     ASSERT_TRUE(window_->HostFiles()->SelectText(utf8));
     ASSERT_TRUE(window_->HostFiles()->SelectText(latin1));
     Issue(Message(FTPWindow::kGetSelected));
