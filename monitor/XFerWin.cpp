@@ -41,8 +41,8 @@ XFerWin::XFerWin(const QRect& frame, const std::string& title)
     setMaximumSize(kMaximumSize);
 
     menuBar_->setObjectName(QStringLiteral("menuXfer"));
-    QMenu* session = menuBar_->addMenu(QStringLiteral("Session"));
-    QAction* stop = session->addAction(QStringLiteral("Stop selected session"));
+    QMenu* session = menuBar_->addMenu(QStringLiteral("&Session"));
+    QAction* stop = session->addAction(QStringLiteral("&Stop selected session"));
     stop->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_S));
     connect(stop, &QAction::triggered, this, [this] { PostMessage(Message(kStopSelected)); });
 
@@ -60,6 +60,10 @@ XFerWin::XFerWin(const QRect& frame, const std::string& title)
     list_->SetTabColor(kTitleColour);
     list_->SetListColor(kBodyColour);
     list_->SetStatusText(TransferRowTexts::Count(0));
+    list_->setAccessibleName(QStringLiteral("Transfers"));
+    list_->setAccessibleDescription(QStringLiteral(
+        "One row per transfer on a second connection: server, operation, file, status, total, "
+        "percentage and speed"));
 
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
