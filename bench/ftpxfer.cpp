@@ -171,6 +171,9 @@ int Run(FTPcommand& ftp, const Options& options, const FtpUrl& url) {
     if (int result =
             ftp.Init(url.host.c_str(), url.port.c_str(), user.c_str(), password.c_str(), nullptr);
         result != 0) {
+        if (!ftp.Unreachable().empty()) {
+            std::fprintf(stderr, "ftpxfer: %s\n", ftp.Unreachable().c_str());
+        }
         return result;
     }
     std::string folder = options.verb == "ls" ? url.path : url.Folder();

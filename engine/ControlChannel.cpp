@@ -72,6 +72,10 @@ int ControlChannel::Connect(const char* host, int port) {
     return socket_->Connect(host, port);
 }
 
+std::string ControlChannel::ConnectFailure() const {
+    return socket_ != nullptr ? socket_->ConnectFailure() : std::string();
+}
+
 bool ControlChannel::IsOpen() const {
     return socket_ != nullptr && !socket_->IsClosed();
 }

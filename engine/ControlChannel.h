@@ -48,6 +48,8 @@ public:
     // 0 connected; else SocketIPS::Connect's result. Replaces any earlier connection.
     int Connect(const char* host, int port);
     bool IsOpen() const;
+    // Why the last Connect failed, for the user; empty after a success or a stop.
+    std::string ConnectFailure() const;
     // Puts the connection under TLS (after 234 to AUTH TLS, or at once for implicit TLS).
     // Refused when the server sent more than its reply before it: those bytes came in clear
     // and would pass for protected ones. False with the reason in `error`.

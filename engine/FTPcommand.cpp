@@ -158,6 +158,7 @@ int FTPcommand::Connect(const char* host, const char* port, StatusMonitor* statu
     Step(status, "CONNECTING...", "CONNECTING...", "CONNECTING...");
     SetText(hostText_, host_ + " ?");
     if (control_.Connect(host, std::atoi(port_.c_str())) != 0) {
+        unreachable_ = IsStopped() ? "" : control_.ConnectFailure();
         return 1;
     }
     Step(status, "CONNECT OK", "CONNECT OK", "CONNECT OK");
@@ -290,12 +291,16 @@ int FTPcommand::ReadGreeting() {
     }
     if (answer.outcome != Outcome::NoReply) {
         AlertHook::Raise(control_.LastReplyText());
+    } else if (!IsStopped()) {
+        unreachable_ = "No answer from " + host_ + " within " +
+                       std::to_string((timeoutMs_ + 999) / 1000) + " s.";
     }
     return 1;
 }
 
 int FTPcommand::Init(const char* host, const char* port, const char* user, const char* password,
                      StatusMonitor* status) {
+    unreachable_.clear();
     user_ = user != nullptr ? std::optional<std::string>(user) : std::nullopt;
     password_ = password != nullptr ? std::optional<std::string>(password) : std::nullopt;
     if (host != nullptr && Connect(host, port, status) != 0) {
@@ -304,7 +309,11 @@ int FTPcommand::Init(const char* host, const char* port, const char* user, const
     if (user == nullptr && password == nullptr) {
         return 0;  // connected only: a firewall dialogue comes first
     }
-    switch (Logonto(status)) {
+    const int loggedOn = Logonto(status);
+    if (loggedOn != 0 && IsStopped()) {
+        return 1;  // the user stopped it: nothing to report
+    }
+    switch (loggedOn) {
         case 0:
             if (!ProtectData()) {
                 QUIT();
@@ -312,16 +321,14 @@ int FTPcommand::Init(const char* host, const char* port, const char* user, const
             }
             AskFeatures();
             return 0;
-        case 1:
-            AlertHook::Raise("Error during logon.");
-            QUIT();
-            return 1;
         case 2:
         case 3:
             AlertHook::Raise("Password not accepted.");
             QUIT();
             return 1;
         default:
+            AlertHook::Raise("Error during logon.");
+            QUIT();
             return 1;
     }
 }
@@ -332,8 +339,8 @@ int FTPcommand::Logonto(StatusMonitor* status) {
     if (!user_ || user_->empty()) {
         Step(status, "LOGIN...skiped", "LOGIN...skiped", nullptr);
     } else {
-        if (int sent = control_.SendLine("USER", user_->c_str()); sent != 0) {
-            return sent;
+        if (control_.SendLine("USER", user_->c_str()) != 0) {
+            return 1;  // not a refusal: the line never went
         }
         Step(status, "LOGIN...Waiting for reply...", nullptr, nullptr);
         Answer answer = control_.Await({"331", "230", "421", "500"});
@@ -348,8 +355,8 @@ int FTPcommand::Logonto(StatusMonitor* status) {
     if (!password_ || loggedIn) {
         Step(status, "PASSWORD...skiped", "PASSWORD...skiped", nullptr);
     } else {
-        if (int sent = control_.SendLine("PASS", password_->c_str()); sent != 0) {
-            return sent;
+        if (control_.SendLine("PASS", password_->c_str()) != 0) {
+            return 1;  // not a refusal: the line never went
         }
         Step(status, "PASSWORD...Waiting for reply...", nullptr, nullptr);
         if (int result = WaitFor("230", "230", "530", "421"); result != 0) {

@@ -54,8 +54,13 @@ public:
     FTPcommand(const FTPcommand&) = delete;
     FTPcommand& operator=(const FTPcommand&) = delete;
 
+    // Connects and logs on. A refusal or a log-on error is told by the engine's own alert; a
+    // server that could not be reached is not: Unreachable() then says why.
     int Init(const char* host, const char* port, const char* user, const char* password,
              StatusMonitor* status);
+    // Why the last Init did not reach the server ("Connection refused on port 2199."); empty
+    // when it did, when the reason was already told, or when the user stopped it.
+    const std::string& Unreachable() const { return unreachable_; }
     int Logonto(StatusMonitor* status);
     // Reads whole replies until one decides: an awaited code, or any other final reply (another
     // 2xx succeeds, anything else fails).
@@ -144,6 +149,7 @@ public:
     bool IsDataProtected() const { return protectData_; }
     // Bounds every connect, reply and data wait; 40 s unless a test asks for less.
     void SetTimeout(int milliseconds);
+    int Timeout() const { return timeoutMs_; }
     // Where files fetched for viewing go; a private folder of its own is made when none is set.
     void SetViewFolder(std::shared_ptr<ViewFolder> folder);
     static constexpr std::size_t kMaxListingEntries = 1000000;
@@ -210,6 +216,7 @@ private:
     std::optional<std::string> user_;
     std::optional<std::string> password_;
     std::string host_;
+    std::string unreachable_;
     std::string port_;
     std::atomic<int> stop_{0};
     std::atomic<long long> transferTotal_{0};

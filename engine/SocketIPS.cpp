@@ -133,6 +133,7 @@ int SocketIPS::Connect(const char* host, int port) {
     }
     hostName_ = host;
     port_ = port;
+    connectFailure_.clear();
     addrinfo hints{};
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_STREAM;
@@ -140,6 +141,7 @@ int SocketIPS::Connect(const char* host, int port) {
     std::string service = std::to_string(port);
     // getaddrinfo is thread-safe, unlike the old resolver calls: no process-wide lock needed.
     if (getaddrinfo(host, service.c_str(), &hints, &found) != 0 || found == nullptr) {
+        connectFailure_ = "Name not found: " + hostName_ + ".";
         return 1;
     }
     // One time-out for every address together: a host with several silent ones must not
@@ -174,14 +176,14 @@ int SocketIPS::ConnectTo(const addrinfo& candidate, int timeoutMs) {
         return 1;
     }
     SetDescriptor(descriptor);
-    int failed = connect(fd_, candidate.ai_addr, candidate.ai_addrlen);
-    if (failed != 0 && errno == EINPROGRESS && WaitFor(POLLOUT, timeoutMs) == Wait::Ready) {
-        int error = 0;
-        socklen_t length = sizeof error;
-        getsockopt(fd_, SOL_SOCKET, SO_ERROR, &error, &length);
-        failed = error;
+    int failed = connect(fd_, candidate.ai_addr, candidate.ai_addrlen) == 0 ? 0 : errno;
+    Wait wait = Wait::Ready;
+    if (failed == EINPROGRESS && (wait = WaitFor(POLLOUT, timeoutMs)) == Wait::Ready) {
+        socklen_t length = sizeof failed;
+        getsockopt(fd_, SOL_SOCKET, SO_ERROR, &failed, &length);
     }
     if (failed != 0) {
+        ExplainConnectFailure(wait, failed);
         CloseSocket();
         return 2;
     }
@@ -195,6 +197,21 @@ int SocketIPS::ConnectTo(const addrinfo& candidate, int timeoutMs) {
     getpeername(fd_, reinterpret_cast<sockaddr*>(&peer_), &length);
     closed_ = false;
     return 0;
+}
+
+// The last address tried gives the reason: with several, the user sees the final one.
+void SocketIPS::ExplainConnectFailure(Wait wait, int error) {
+    const std::string port = std::to_string(port_);
+    if (wait == Wait::Interrupted) {
+        connectFailure_.clear();  // stopped by the user: nothing to explain
+    } else if (wait == Wait::TimedOut) {
+        connectFailure_ = "No answer from " + hostName_ + " within " +
+                          std::to_string((timeoutMs_ + 999) / 1000) + " s.";
+    } else if (error == ECONNREFUSED) {
+        connectFailure_ = "Connection refused on port " + port + ".";
+    } else {
+        connectFailure_ = std::string(std::strerror(error)) + " (port " + port + ").";
+    }
 }
 
 int SocketIPS::Listen(int port, const sockaddr_storage& local) {

@@ -94,6 +94,9 @@ public:
     int Timeout() const { return timeoutMs_; }
     const std::string& HostName() const { return hostName_; }
     int Port() const { return port_; }
+    // Why the last Connect failed, as one sentence for the user ("Connection refused on port
+    // 2199."); empty after a success or a stop.
+    const std::string& ConnectFailure() const { return connectFailure_; }
 
 private:
     enum class Wait { Ready, TimedOut, Interrupted, Failed };
@@ -107,6 +110,7 @@ private:
     bool SendTls(const char* bytes, std::size_t length, bool* interrupted);
     void RememberAddresses();
     int ConnectTo(const struct addrinfo& candidate, int timeoutMs);
+    void ExplainConnectFailure(Wait wait, int error);
     bool SendAll(const char* bytes, std::size_t length, bool* interrupted);
     int FailSend(bool interrupted);
     bool Refill();
@@ -120,6 +124,7 @@ private:
 
     std::string hostName_;
     int port_ = 0;
+    std::string connectFailure_;
     int fd_ = -1;
     std::string sendBuffer_;
     bool sendOverflow_ = false;

@@ -21,6 +21,7 @@
 #include "LPBListView.h"
 #include "LocalFile.h"
 #include "LocalListing.h"
+#include "LogOnClock.h"
 #include "LogWindow.h"
 #include "MessageCodes.h"
 #include "PathLabel.h"
@@ -429,7 +430,8 @@ void FTPWindow::DetachOk() {
 // ---- Closing ----
 
 bool FTPWindow::QuitRequested() {
-    if (!quickQuit_ &&
+    // Until the log-on ends there is nothing to log out of: Stop ends it without a question.
+    if (!quickQuit_ && !loggingOn_ &&
         Alert::Go("Are you sure you want to LOGOUT ?", {"Yes", "No"}, AlertKind::Warning) != 0) {
         return false;
     }

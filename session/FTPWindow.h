@@ -26,6 +26,7 @@
 class DirWindow;
 class LPBListView;
 class CertificateTrust;
+class LogOnClock;
 class LogWindow;
 class PathLabel;
 class QPushButton;
@@ -203,6 +204,8 @@ private:
     // Worker side.
     int Logon(const LogOn& logOn);
     int LogOnThroughFirewall(FTPcommand& command, const LogOn& logOn, bool session);
+    void ReportUnreachable(const FTPcommand& command, const char* what);
+    void StartLogOnClock();
     LocalListing::Contents UpdateClient(const std::optional<std::string>& directory);
     // What a host listing showed, for the transfers that walk a tree.
     struct HostLists {
@@ -299,13 +302,14 @@ private:
     std::optional<std::string> hostArgument_;
     mutable std::mutex treeMutex_;
     TreeOutcome lastTree_;
+    // The status window's steps during the log-on, with the seconds each may still wait; it
+    // outlives the workers that report to it.
+    std::unique_ptr<LogOnClock> logOnClock_;
     ThreadSet threads_;
 
     SessionLayout::Widgets ui_;
     StatusBar* statusBar_ = nullptr;
     StatusWindow* status_ = nullptr;
     LogWindow* log_ = nullptr;
-    // The user turned a certificate down: the log-on's end needs no word of its own.
-    std::atomic<bool> certificateCancelled_{false};
     DirWindow* fullListing_ = nullptr;
 };

@@ -1,6 +1,7 @@
 // The session window's worker side: log-on, listings, changes of directory, second connections.
 // Everything here runs on worker threads and reaches widgets only through Post.
 #include <QPushButton>
+#include <QTimer>
 
 #include "Alert.h"
 #include "CertificateTrust.h"
@@ -13,6 +14,7 @@
 #include "ListingSort.h"
 #include "LocalFile.h"
 #include "LocalListing.h"
+#include "LogOnClock.h"
 #include "LogWindow.h"
 #include "MessageCodes.h"
 #include "PathLabel.h"
@@ -46,6 +48,14 @@ const char* const kFirewallUnreachable = "Impossible connection\nFirewall unreac
 
 }  // namespace
 
+// One alert per failed log-on: the engine has told any refusal in its own words, so only a
+// server that was never reached is reported here, with the cause on a line of its own.
+void FTPWindow::ReportUnreachable(const FTPcommand& command, const char* what) {
+    if (!command.Unreachable().empty()) {
+        Alert::Go(std::string(what) + "\n" + command.Unreachable());
+    }
+}
+
 void FTPWindow::LogLine(const std::string& line) {
     log_->AddLine(line);
 }
@@ -63,8 +73,25 @@ void FTPWindow::Init(LogOn logOn) {
     Post(this, [this, logOn = std::move(logOn)] {
         logOn_ = logOn;
         RemoteStart();
+        StartLogOnClock();
         threads_.Spawn("ThreadLOGIN", [this, logOn] { Logon(logOn); });
     });
+}
+
+// Once a second while the log-on waits, the status window tells how long it may still wait.
+void FTPWindow::StartLogOnClock() {
+    if (!logOnClock_) {
+        logOnClock_ = std::make_unique<LogOnClock>(status_, ftp_->Timeout());
+    }
+    auto* timer = new QTimer(this);
+    connect(timer, &QTimer::timeout, this, [this, timer] {
+        if (!loggingOn_) {
+            timer->deleteLater();
+        } else if (const std::string line = logOnClock_->Line(); !line.empty()) {
+            status_->SetTypeOperation(line);
+        }
+    });
+    timer->start(1000);
 }
 
 int FTPWindow::Logon(const LogOn& logOn) {
@@ -83,11 +110,11 @@ int FTPWindow::Logon(const LogOn& logOn) {
     Secure(*ftp_, logOn);
     int result = logOn.firewall ? LogOnThroughFirewall(*ftp_, logOn, true)
                                 : ftp_->Init(host_.c_str(), logOn.port.c_str(), login_.c_str(),
-                                             password_.c_str(), status_);
+                                             password_.c_str(), logOnClock_.get());
     if (result != 0) {
         // A log-on stopped by closing the window needs no word.
-        if (!logOn.firewall && !closing_ && !certificateCancelled_) {
-            Alert::Go(kHostUnreachable);
+        if (!logOn.firewall && !closing_) {
+            ReportUnreachable(*ftp_, kHostUnreachable);
         }
         quickQuit_ = quickQuit_ || !logOn.firewall;
         loggingOn_ = false;
@@ -122,11 +149,11 @@ int FTPWindow::Logon(const LogOn& logOn) {
 // Connects to the firewall, sends its user, password and command line by line, then logs on
 // to the host over the same connection. The session's own log-on reports failures as it goes.
 int FTPWindow::LogOnThroughFirewall(FTPcommand& command, const LogOn& logOn, bool session) {
-    StatusMonitor* status = session ? status_ : nullptr;
+    StatusMonitor* status = session ? logOnClock_.get() : nullptr;
     if (command.Init(logOn.firewallHost.c_str(), logOn.firewallPort.c_str(), nullptr, nullptr,
                      nullptr) != 0) {
         if (!closing_) {
-            Alert::Go(kFirewallUnreachable);
+            ReportUnreachable(command, kFirewallUnreachable);
         }
         if (session) {
             quickQuit_ = true;
@@ -165,7 +192,7 @@ int FTPWindow::LogOnThroughFirewall(FTPcommand& command, const LogOn& logOn, boo
     }
     if (command.Init(nullptr, nullptr, login.c_str(), password_.c_str(), status) != 0) {
         if (!closing_) {
-            Alert::Go(kHostUnreachable);
+            ReportUnreachable(command, kHostUnreachable);
         }
         return 1;
     }
@@ -198,27 +225,26 @@ void FTPWindow::Secure(FTPcommand& command, const LogOn& logOn) {
         return;
     }
     // Asked from the worker; the question waits on the GUI thread for the user.
-    command.SetCertificateCheck([this, trust](const TlsConnection::Certificate& certificate,
-                                              const std::string& host, int port) {
-        const auto verdict = trust->Judge(host, port, certificate.sha256);
-        if (verdict == CertificateTrust::Verdict::Trusted) {
-            return true;
-        }
-        const int answer =
-            Alert::Go(CertificateQuestion(certificate, host, port,
-                                          verdict == CertificateTrust::Verdict::Changed),
-                      {"Trust always", "This time", "Cancel"}, AlertKind::Warning);
-        if (answer == 0 && !trust->TrustAlways(host, port, certificate.sha256)) {
-            Alert::Go(
-                "The trusted certificates could not be saved: this one is trusted until "
-                "Tarvik ends.");
-        }
-        if (answer == 1) {
-            trust->TrustThisTime(host, port, certificate.sha256);
-        }
-        certificateCancelled_ = answer != 0 && answer != 1;
-        return !certificateCancelled_;
-    });
+    command.SetCertificateCheck(
+        [trust](const TlsConnection::Certificate& certificate, const std::string& host, int port) {
+            const auto verdict = trust->Judge(host, port, certificate.sha256);
+            if (verdict == CertificateTrust::Verdict::Trusted) {
+                return true;
+            }
+            const int answer =
+                Alert::Go(CertificateQuestion(certificate, host, port,
+                                              verdict == CertificateTrust::Verdict::Changed),
+                          {"Trust always", "This time", "Cancel"}, AlertKind::Warning);
+            if (answer == 0 && !trust->TrustAlways(host, port, certificate.sha256)) {
+                Alert::Go(
+                    "The trusted certificates could not be saved: this one is trusted until "
+                    "Tarvik ends.");
+            }
+            if (answer == 1) {
+                trust->TrustThisTime(host, port, certificate.sha256);
+            }
+            return answer == 0 || answer == 1;
+        });
 }
 
 std::unique_ptr<FTPcommand> FTPWindow::DuplicateNewConnection() {
@@ -230,8 +256,8 @@ std::unique_ptr<FTPcommand> FTPWindow::DuplicateNewConnection() {
                                  : command->Init(host_.c_str(), logOn_.port.c_str(), login_.c_str(),
                                                  password_.c_str(), nullptr);
     if (result != 0) {
-        if (!logOn_.firewall && !certificateCancelled_) {
-            Alert::Go(kHostUnreachable);
+        if (!logOn_.firewall) {
+            ReportUnreachable(*command, kHostUnreachable);
         }
         return nullptr;
     }

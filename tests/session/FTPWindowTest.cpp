@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <thread>
 
 #include "Alert.h"
@@ -31,6 +32,7 @@
 #include "ScriptedPeer.h"
 #include "SessionFixture.h"
 #include "StatusBar.h"
+#include "StatusWindow.h"
 #include "TempDir.h"
 
 namespace {
@@ -261,7 +263,9 @@ TEST_F(FTPWindowTest, FailedLogOnAlertsAndCloses) {
     logOn.port = std::to_string(refused);
     Start(logOn, "u", "p");
     EXPECT_TRUE(WaitUntil([&] { return window_.isNull(); }, 10s));
-    EXPECT_EQ(alerts.Texts(), Strings{"Impossible connection\nHost unreachable."});
+    EXPECT_EQ(alerts.Texts(), Strings{"Impossible connection\nHost unreachable.\nConnection "
+                                      "refused on port " +
+                                      std::to_string(refused) + "."});
 }
 
 TEST_F(FTPWindowTest, SecondConnectionLogsOnInBinaryMode) {
@@ -322,6 +326,53 @@ protected:
 
     ScriptedPeer peer;
 };
+
+// A refused log-on is told once, in the engine's words; a log-on the user stops is not told at
+// all, whether the server is still to greet or still to judge the password, while the status
+// window counts down the seconds the log-on may still wait.
+TEST_F(FTPWindowPeerTest, AFailedLogOnIsToldOnceAndAStoppedOneNotAtAll) {
+    const struct {
+        const char* name;
+        std::function<void(ScriptedPeer&)> script;
+        std::size_t commandsBeforeStop;  // 0: the server decides, nobody stops
+        Strings alerts;
+    } cases[] = {
+        {"wrong password",
+         [](ScriptedPeer& p) {
+             p.Reply("220 hi").Expect("USER bob").Reply("331 pw").Expect("PASS secret");
+             p.Reply("530 Login incorrect.").Expect("QUIT").Reply("221 bye");
+         },
+         0,
+         {"Password not accepted."}},
+        {"stopped before the greeting", [](ScriptedPeer& p) { p.Silence(); }, 0, {}},
+        {"stopped at the password",
+         [](ScriptedPeer& p) {
+             p.Reply("220 hi").Expect("USER bob").Reply("331 pw").Expect("PASS secret").Silence();
+         },
+         2,
+         {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        ScriptedAlerts answers;
+        ScriptedPeer server;
+        c.script(server);
+        server.Start();
+        FTPWindow::LogOn logOn;
+        logOn.port = std::to_string(server.Port());
+        QPointer<FTPWindow> window = SessionFixture::Start(logOn, "bob", "secret");
+        if (c.alerts.empty()) {
+            ASSERT_TRUE(
+                WaitUntil([&] { return server.Commands().size() >= c.commandsBeforeStop; }, 10s));
+            // Meanwhile the status window counts down the wait ("... (39 s left)").
+            EXPECT_TRUE(WaitUntil(
+                [&] { return window->Status()->View().operation.ends_with(" s left)"); }, 3s));
+            window->PostMessage(Message(kQuitRequested));  // the status window's Stop
+        }
+        EXPECT_TRUE(WaitUntil([&] { return window.isNull(); }, 10s));
+        EXPECT_EQ(answers.Texts(), c.alerts);
+    }
+}
 
 TEST_F(FTPWindowPeerTest, StopEndsAListingFromASilentServer) {
     LogOnAndList().Reply("150 here it comes").Silence();
