@@ -1,5 +1,7 @@
 #include "ControlChannel.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <cstring>
 #include <string_view>
@@ -135,7 +137,29 @@ int ControlChannel::SendLine(const char* word, const char* argument) {
         socket_->Add(argument, static_cast<int>(std::strlen(argument)));
     }
     socket_->Add("\r\n", 2);
+    LogSent(argument != nullptr ? std::string(word) + " " + argument : std::string(word));
     return socket_->Flush();
+}
+
+void ControlChannel::Conceal(const std::string& secret) {
+    if (!secret.empty()) {
+        secrets_.push_back(secret);
+    }
+}
+
+void ControlChannel::LogSent(std::string line) const {
+    if (log_ == nullptr) {
+        return;
+    }
+    if (line.size() > 5 && strncasecmp(line.c_str(), "PASS ", 5) == 0) {
+        line = "PASS ****";  // whatever it is, even an anonymous e-mail address
+    }
+    for (const std::string& secret : secrets_) {
+        for (auto at = line.find(secret); at != std::string::npos; at = line.find(secret, at + 4)) {
+            line.replace(at, secret.size(), "****");
+        }
+    }
+    log_->AddSent(line);
 }
 
 std::optional<FtpReply> ControlChannel::ReadReply(Clock::time_point deadline) {

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "ReplyReader.h"
 
@@ -42,6 +43,10 @@ public:
     ControlChannel& operator=(const ControlChannel&) = delete;
 
     void SetLog(LogMonitor* log) { log_ = log; }
+    // A text that must never show in the log: every sent line holding it shows "****" instead,
+    // until Reveal. Meant for the log-on, the only time a password travels.
+    void Conceal(const std::string& secret);
+    void Reveal() { secrets_.clear(); }
     void SetTimeout(int milliseconds);
     void Log(const std::string& line) const;
 
@@ -78,8 +83,11 @@ public:
     static bool HoldsLineBreak(const char* text);
 
 private:
+    void LogSent(std::string line) const;
+
     std::shared_ptr<Interrupter> interrupter_;
     const std::atomic<int>& stop_;
+    std::vector<std::string> secrets_;
     int timeoutMs_;
     LogMonitor* log_ = nullptr;
     // Guards the socket pointer against End from another thread while the owner replaces it.

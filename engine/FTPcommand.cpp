@@ -303,6 +303,9 @@ int FTPcommand::Init(const char* host, const char* port, const char* user, const
     unreachable_.clear();
     user_ = user != nullptr ? std::optional<std::string>(user) : std::nullopt;
     password_ = password != nullptr ? std::optional<std::string>(password) : std::nullopt;
+    if (password_) {
+        control_.Conceal(*password_);
+    }
     if (host != nullptr && Connect(host, port, status) != 0) {
         return 1;
     }
@@ -310,6 +313,7 @@ int FTPcommand::Init(const char* host, const char* port, const char* user, const
         return 0;  // connected only: a firewall dialogue comes first
     }
     const int loggedOn = Logonto(status);
+    control_.Reveal();
     if (loggedOn != 0 && IsStopped()) {
         return 1;  // the user stopped it: nothing to report
     }
@@ -324,6 +328,10 @@ int FTPcommand::Init(const char* host, const char* port, const char* user, const
         case 2:
         case 3:
             AlertHook::Raise("Password not accepted.");
+            QUIT();
+            return 1;
+        case 4:
+            AlertHook::Raise("The server refused the log-on:\n" + control_.LastReplyText());
             QUIT();
             return 1;
         default:

@@ -61,6 +61,9 @@ public:
     // Why the last Init did not reach the server ("Connection refused on port 2199."); empty
     // when it did, when the reason was already told, or when the user stopped it.
     const std::string& Unreachable() const { return unreachable_; }
+    // Keeps `secret` out of the log until the log-on ends (a firewall's password, sent as a line
+    // of its own).
+    void Conceal(const std::string& secret) { control_.Conceal(secret); }
     int Logonto(StatusMonitor* status);
     // Reads whole replies until one decides: an awaited code, or any other final reply (another
     // 2xx succeeds, anything else fails).

@@ -72,6 +72,12 @@ QVariant EntryListModel::data(const QModelIndex& index, int role) const {
             return QString::fromStdString(item.path);
         case ColourRole:
             return static_cast<quint32>(item.colour);
+        case Qt::ForegroundRole:
+            if (item.colour == 0) {
+                return {};
+            }
+            return QColor(item.colour >> 24, (item.colour >> 16) & 0xff, (item.colour >> 8) & 0xff,
+                          item.colour & 0xff);
         case Qt::ToolTipRole:
             return Details(item);
         default:

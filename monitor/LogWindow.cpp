@@ -7,6 +7,7 @@
 
 #include "BatchedList.h"
 #include "EntryListModel.h"
+#include "LinesFile.h"
 
 namespace {
 
@@ -52,18 +53,24 @@ LogWindow::~LogWindow() = default;
 
 void LogWindow::BuildMenu() {
     menuBar_->setObjectName(QStringLiteral("menuLOG"));
-    QMenu* log = menuBar_->addMenu(QStringLiteral("Log"));
-    QAction* clear = log->addAction(QStringLiteral("Clear log"));
+    QMenu* log = menuBar_->addMenu(QStringLiteral("&Log"));
+    QAction* save = log->addAction(QStringLiteral("&Save..."));
+    connect(save, &QAction::triggered, this, [this] { PostMessage(Message(kSaveLog)); });
+    QAction* clear = log->addAction(QStringLiteral("&Clear log"));
     clear->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_L));
     connect(clear, &QAction::triggered, this, [this] { PostMessage(Message(kClearLog)); });
     log->addSeparator();
-    QAction* close = log->addAction(QStringLiteral("Close"));
-    close->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_W));
+    // No Ctrl+W: this tool window also hears its session's shortcuts, and there Ctrl+W logs out.
+    QAction* close = log->addAction(QStringLiteral("Cl&ose"));
     connect(close, &QAction::triggered, this, &QWidget::close);
 }
 
 void LogWindow::AddLine(const std::string& line) {
     feed_->Add(EntryStringItem{line, EntryStringItem::File, {}, 0});
+}
+
+void LogWindow::AddSent(const std::string& line) {
+    feed_->Add(EntryStringItem{line, EntryStringItem::File, {}, kSentColour});
 }
 
 void LogWindow::AddLine(const char* line) {
@@ -80,10 +87,21 @@ std::string LogWindow::LineAt(int row) const {
     return lines_->At(row).text;
 }
 
+std::vector<std::string> LogWindow::Lines() const {
+    std::vector<std::string> lines;
+    for (int row = 0; row < LineCount(); ++row) {
+        lines.push_back(LineAt(row));
+    }
+    return lines;
+}
+
 void LogWindow::MessageReceived(const Message& message) {
     if (message.what == kClearLog) {
         // Lines still on their way were added before the user asked: they go too.
         feed_->Clear();
+    } else if (message.what == kSaveLog) {
+        feed_->Flush();
+        LinesFile::AskAndSave(this, "ftp-log.txt", Lines());
     }
 }
 

@@ -22,6 +22,9 @@ class LogWindow : public QWidget, public MessageHandler, public LogMonitor {
 
 public:
     static constexpr std::uint32_t kClearLog = 1;
+    static constexpr std::uint32_t kSaveLog = 2;
+    // The colour of the commands sent, 0xRRGGBBAA; the replies keep the list's own.
+    static constexpr std::uint32_t kSentColour = 0x0050B4FF;
     static constexpr std::uint32_t kToggleLog = 43;
 
     // Created hidden; the owner's window, if any, owns it and is the one it floats above.
@@ -29,6 +32,8 @@ public:
     ~LogWindow() override;
 
     void AddLine(const std::string& line) override;
+    // A command sent to the server: shown in a colour of its own.
+    void AddSent(const std::string& line) override;
     // Null adds nothing.
     void AddLine(const char* line);
     // Lets a close really close the window, for an owner that is going away.
@@ -37,6 +42,8 @@ public:
     // Lines shown, not counting those still on their way.
     int LineCount() const;
     std::string LineAt(int row) const;
+    // Every line shown, oldest first.
+    std::vector<std::string> Lines() const;
     QListView* List() const { return list_; }
 
     void MessageReceived(const Message& message) override;

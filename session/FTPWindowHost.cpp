@@ -150,6 +150,8 @@ int FTPWindow::Logon(const LogOn& logOn) {
 // to the host over the same connection. The session's own log-on reports failures as it goes.
 int FTPWindow::LogOnThroughFirewall(FTPcommand& command, const LogOn& logOn, bool session) {
     StatusMonitor* status = session ? logOnClock_.get() : nullptr;
+    command.Conceal(logOn.firewallPassword);
+    command.Conceal(password_);  // the firewall command may carry it (%p)
     if (command.Init(logOn.firewallHost.c_str(), logOn.firewallPort.c_str(), nullptr, nullptr,
                      nullptr) != 0) {
         if (!closing_) {

@@ -93,10 +93,13 @@ TEST_F(FTPcommandPeerTest, LogOnEndsAsTheServerSaysAndNeverWaitsForACodeThatWill
          "",
          {"421 Too many users, try later."}},
         {"USER answered 332",
-         [](ScriptedPeer& p) { p.Reply("220 hi").Expect("USER").Reply("332 Need account."); },
+         [](ScriptedPeer& p) {
+             p.Reply("220 hi").Expect("USER").Reply("332 Need account.").Expect("QUIT");
+             p.Reply("221 bye");
+         },
          "bob",
-         "USER bob\r\n",
-         {}},
+         "USER bob\r\nQUIT\r\n",
+         {"The server refused the log-on:\n332 Need account."}},
         {"USER answered 230 needs no PASS",
          [](ScriptedPeer& p) {
              p.Reply("220 hi").Expect("USER").Reply("230-Welcome").Reply("230 in");

@@ -241,13 +241,13 @@ TEST(FTPcommandLogOnTest, BadPasswordAlertsThenQuits) {
     EXPECT_EQ(commands.back(), "QUIT");
 }
 
-TEST(FTPcommandLogOnTest, NamedUserOnAnAnonymousOnlyVsftpdIsRefusedWithoutAlert) {
+TEST(FTPcommandLogOnTest, NamedUserOnAnAnonymousOnlyVsftpdIsRefusedInTheServersWords) {
     AlertRecorder alerts;
     auto server = StartTestServer("vsftpd");
     FTPcommand ftp;
-    // vsftpd answers USER with "530 This FTP server is anonymous only.": result 4, no alert.
     EXPECT_EQ(ftp.Init("127.0.0.1", server->PortText().c_str(), "alice", "pw", nullptr), 1);
-    EXPECT_TRUE(alerts.Texts().empty());
+    EXPECT_EQ(alerts.Texts(), std::vector<std::string>{"The server refused the log-on:\n530 This "
+                                                       "FTP server is anonymous only."});
 }
 
 }  // namespace

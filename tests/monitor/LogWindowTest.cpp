@@ -30,7 +30,7 @@ protected:
     QAction* MenuItem(const QString& text) {
         for (QAction* menu : log->findChild<QMenuBar*>()->actions()) {
             for (QAction* item : menu->menu()->actions()) {
-                if (item->text() == text) {
+                if (item->text().remove('&') == text) {
                     return item;
                 }
             }

@@ -25,6 +25,7 @@
 #include "FTPcommand.h"
 #include "GuiWait.h"
 #include "LPBListView.h"
+#include "LogWindow.h"
 #include "MessageCodes.h"
 #include "PathLabel.h"
 #include "PromptW.h"
@@ -415,6 +416,23 @@ TEST_F(FTPWindowPeerTest, FirewallLogOnSendsUserPasswordAndCommandInThatOrder) {
     EXPECT_EQ(peer.Received(),
               "fwuser\r\nfwpass\r\nUSER bob@ftp.example:21\r\nPASS secret\r\nMODE S\r\nPASV\r\n");
     EXPECT_TRUE(peer.Mismatches().empty());
+    // The log shows what went, in a colour of its own, and never a password.
+    const QAbstractItemModel* log = window->Log()->List()->model();
+    const auto row = [&](const char* text) {
+        const QModelIndexList found =
+            log->match(log->index(0, 0), Qt::DisplayRole, text, -1, Qt::MatchExactly);
+        return found.size() == 1 ? found.front() : QModelIndex();
+    };
+    ASSERT_TRUE(WaitUntil([&] { return row("MODE S").isValid(); }, 5s));
+    for (const char* sent : {"fwuser", "****", "USER bob@ftp.example:21", "PASS ****"}) {
+        EXPECT_TRUE(row(sent).isValid()) << sent;
+    }
+    EXPECT_NE(row("MODE S").data(Qt::ForegroundRole), row("200 ok").data(Qt::ForegroundRole));
+    for (const std::string& line : window->Log()->Lines()) {
+        EXPECT_TRUE(line.find("secret") == std::string::npos &&
+                    line.find("fwpass") == std::string::npos)
+            << line;
+    }
     window->PostMessage(Message(FTPWindow::kStop));
 }
 
