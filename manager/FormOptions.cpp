@@ -148,6 +148,22 @@ void FormOptions::Set(const std::string& form, const std::string& key, const std
     }
 }
 
+void FormOptions::MarkOnly(const std::string& form, const std::string& key) {
+    for (auto& [name, values] : values_) {
+        values.erase(key);
+    }
+    Set(form, key, "yes");
+}
+
+std::optional<std::string> FormOptions::Marked(const std::string& key) const {
+    for (const auto& [name, values] : values_) {
+        if (values.contains(key)) {
+            return name;
+        }
+    }
+    return std::nullopt;
+}
+
 void FormOptions::Forget(const std::string& form) {
     values_.erase(form);
 }

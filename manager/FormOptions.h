@@ -17,6 +17,8 @@ class FormOptions {
 public:
     static constexpr const char* kFont = "font";
     static constexpr const char* kSecurity = "security";
+    // "yes" on the one form used last, which the next start loads.
+    static constexpr const char* kLastUsed = "last-used";
 
     explicit FormOptions(std::string path) : path_(std::move(path)) {}
 
@@ -29,6 +31,10 @@ public:
 
     std::optional<std::string> Get(const std::string& form, const std::string& key) const;
     void Set(const std::string& form, const std::string& key, const std::string& value);
+    // Gives `key` to `form` alone (the value "yes"), taking it from every other form.
+    void MarkOnly(const std::string& form, const std::string& key);
+    // The first form, in name order, that holds `key`.
+    std::optional<std::string> Marked(const std::string& key) const;
     // When a form is deleted, saved under another name or renamed, its values go or follow it.
     void Forget(const std::string& form);
     void Copy(const std::string& from, const std::string& to);

@@ -1,6 +1,7 @@
 #include "SessionStart.h"
 
 #include <array>
+#include <charconv>
 
 namespace {
 
@@ -46,6 +47,12 @@ std::string Bounded(std::string_view text, std::size_t capacity) {
 
 }  // namespace
 
+bool SessionStart::IsPort(std::string_view text) {
+    int port = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
+    return error == std::errc() && end == text.data() + text.size() && port >= 1 && port <= 65535;
+}
+
 std::optional<std::string> SessionStart::Refusal(const Form& form) {
     if (form.host.empty()) {
         return "Please enter a Host name.";
@@ -58,11 +65,17 @@ std::optional<std::string> SessionStart::Refusal(const Form& form) {
             return refusal;
         }
     }
+    if (!IsPort(form.port)) {
+        return "The FTP port must be a number from 1 to 65535.";
+    }
     if (form.firewall) {  // the firewall page is sent only when it is used
         for (const Field& field : kFirewallFields) {
             if (auto refusal = UnsendableField(form, field)) {
                 return refusal;
             }
+        }
+        if (!IsPort(form.firewallPort)) {
+            return "The firewall port must be a number from 1 to 65535.";
         }
     }
     if (SplitHostField(form.host).host.empty()) {

@@ -31,6 +31,8 @@ public:
     // The expanded firewall command fits a buffer of this size, terminator included.
     static constexpr std::size_t kCommandCapacity = 1024;
     static constexpr const char* kTitlePrefix = "Tarvik Transfer ";
+    // A port as the form must hold it: decimal digits only, 1 to 65535.
+    static bool IsPort(std::string_view text);
 
     struct HostField {
         std::string host;

@@ -14,6 +14,7 @@
 #include <QMainWindow>
 #include <QMenuBar>
 #include <QPushButton>
+#include <QShortcut>
 #include <QTabWidget>
 #include <QTextEdit>
 #include <QVBoxLayout>
@@ -24,6 +25,7 @@
 #include "LPBListView.h"
 #include "MessageCodes.h"
 #include "MessageHandler.h"
+#include "PortValidator.h"
 #include "TalismanWindow.h"
 
 namespace {
@@ -72,22 +74,22 @@ private:
     void BuildMenus() {
         QMenuBar* bar = window_->menuBar();
         bar->setObjectName("menu_principal");
-        QMenu* tarvik = bar->addMenu(QObject::tr("Tarvik"));
-        Item(tarvik, "Save form as a Quick-Launch file...", Code::kSaveQuickLaunch);
-        Item(tarvik, "Quit Tarvik", kQuitRequested, Qt::CTRL | Qt::Key_Q);
-        QMenu* configuration = bar->addMenu(QObject::tr("Configuration"));
-        Item(configuration, "Save form", Code::kSaveInPlace, Qt::CTRL | Qt::Key_S);
-        Item(configuration, "Save form as...", Code::kAskSaveAs, Qt::CTRL | Qt::ALT | Qt::Key_S);
-        Item(configuration, "Delete form", Code::kDelete, Qt::CTRL | Qt::Key_D);
-        Item(configuration, "Reload form", Code::kLoadSelected, Qt::CTRL | Qt::Key_R);
-        Item(configuration, "Rename form", Code::kAskRename, Qt::CTRL | Qt::ALT | Qt::Key_R);
-        Item(configuration, "Import connections from an init file...", Code::kAskImportInit);
-        QMenu* miscellaneous = bar->addMenu(QObject::tr("Miscellaneous"));
-        Item(miscellaneous, "Erase fields", Code::kErase, Qt::CTRL | Qt::Key_K);
-        Item(miscellaneous, "Anonymous login", Code::kAnonymous, Qt::CTRL | Qt::Key_L);
-        QMenu* help = bar->addMenu(QObject::tr("Help"));
-        Item(help, "On-line help...", FourCC("help"), Qt::CTRL | Qt::Key_H, true);
-        Item(help, "About Tarvik", kAboutRequested, {}, true);
+        QMenu* tarvik = bar->addMenu(QObject::tr("&Tarvik"));
+        Item(tarvik, "Save form as a &Quick-Launch file...", Code::kSaveQuickLaunch);
+        Item(tarvik, "&Quit Tarvik", kQuitRequested, Qt::CTRL | Qt::Key_Q);
+        QMenu* configuration = bar->addMenu(QObject::tr("&Configuration"));
+        Item(configuration, "&Save form", Code::kSaveInPlace, Qt::CTRL | Qt::Key_S);
+        Item(configuration, "Save form &as...", Code::kAskSaveAs, Qt::CTRL | Qt::ALT | Qt::Key_S);
+        Item(configuration, "&Delete form", Code::kDelete, Qt::CTRL | Qt::Key_D);
+        Item(configuration, "Re&load form", Code::kLoadSelected, Qt::CTRL | Qt::Key_R);
+        Item(configuration, "&Rename form", Code::kAskRename, Qt::CTRL | Qt::ALT | Qt::Key_R);
+        Item(configuration, "&Import connections from an init file...", Code::kAskImportInit);
+        QMenu* miscellaneous = bar->addMenu(QObject::tr("&Miscellaneous"));
+        Item(miscellaneous, "&Erase fields", Code::kErase, Qt::CTRL | Qt::Key_K);
+        Item(miscellaneous, "&Anonymous login", Code::kAnonymous, Qt::CTRL | Qt::Key_L);
+        QMenu* help = bar->addMenu(QObject::tr("&Help"));
+        Item(help, "&On-line help...", FourCC("help"), Qt::CTRL | Qt::Key_H, true);
+        Item(help, "A&bout Tarvik", kAboutRequested, {}, true);
     }
 
     QLineEdit* Field(const char* name, const char* text = "") {
@@ -95,7 +97,24 @@ private:
         field->setObjectName(name);
         // Every saved string must load again: the settings file refuses more than 100 bytes.
         field->setValidator(new FieldLimit(field));
+        // Enter anywhere in the form connects, as the default button promises.
+        QObject::connect(field, &QLineEdit::returnPressed, window_, Sender(Code::kConnect));
         return field;
+    }
+
+    QLineEdit* PortField(const char* name) {
+        QLineEdit* field = Field(name, "21");
+        field->setValidator(new PortValidator(field));
+        return field;
+    }
+
+    // Tab moves on, as in every other field; Ctrl+Tab still types a tab.
+    static void TabLeaves(QTextEdit* edit) {
+        edit->setTabChangesFocus(true);
+        auto* tab = new QShortcut(QKeySequence(Qt::CTRL | Qt::Key_Tab), edit,
+                                  [edit] { edit->insertPlainText("\t"); });
+        tab->setObjectName("typeTab");
+        tab->setContext(Qt::WidgetShortcut);
     }
 
     QPushButton* Button(const char* name, const char* label, std::uint32_t code) {
@@ -103,6 +122,17 @@ private:
         button->setObjectName(name);
         QObject::connect(button, &QPushButton::clicked, window_, Sender(code));
         return button;
+    }
+
+    // The page's own order: down the left column, down the right one, then the rows below both.
+    static void OrderTabs(std::initializer_list<QWidget*> widgets) {
+        QWidget* previous = nullptr;
+        for (QWidget* widget : widgets) {
+            if (previous != nullptr && widget != nullptr) {
+                QWidget::setTabOrder(previous, widget);
+            }
+            previous = widget != nullptr ? widget : previous;
+        }
     }
 
     static QGroupBox* Frame(const char* label) {
@@ -147,7 +177,7 @@ private:
 
         auto* extraFrame = Frame(" Extra FTP parameters ");
         auto* extra = new QFormLayout(extraFrame);
-        widgets_.port = Field("port", "21");
+        widgets_.port = PortField("port");
         widgets_.passive = new QCheckBox(QObject::tr("Passive connection"));
         widgets_.passive->setObjectName("passive");
         QObject::connect(widgets_.passive, &QCheckBox::clicked, window_,
@@ -166,7 +196,10 @@ private:
         widgets_.comments = new QTextEdit;
         widgets_.comments->setObjectName("commenter");
         widgets_.comments->setAcceptRichText(false);
-        widgets_.comments->setFixedHeight(64);
+        widgets_.comments->setMinimumHeight(64);
+        widgets_.comments->setAccessibleName(QObject::tr("Comments"));
+        widgets_.comments->setPlaceholderText(QObject::tr("Welcome to Tarvik"));
+        TabLeaves(widgets_.comments);
         comment->addWidget(widgets_.comments);
 
         auto* formsFrame = Frame(" Configuration commands ");
@@ -174,6 +207,9 @@ private:
         widgets_.forms = new QListWidget;
         widgets_.forms->setObjectName("listsection");
         widgets_.forms->setSelectionMode(QAbstractItemView::SingleSelection);
+        widgets_.forms->setAccessibleName(QObject::tr("Saved forms"));
+        widgets_.forms->setAccessibleDescription(
+            QObject::tr("A click loads a form into the fields, a double click connects with it"));
         QObject::connect(widgets_.forms, &QListWidget::itemSelectionChanged, window_,
                          Sender(Code::kLoadSelected));
         QObject::connect(widgets_.forms, &QListWidget::itemActivated, window_,
@@ -204,6 +240,29 @@ private:
         grid->addWidget(widgets_.connect, 4, 1);
         grid->setColumnStretch(0, 1);
         grid->setColumnStretch(1, 1);
+        grid->setRowStretch(3, 1);  // a taller window gives the comments the room
+        OrderTabs({widgets_.host,
+                   widgets_.login,
+                   widgets_.password,
+                   widgets_.mainServer,
+                   widgets_.mirrorField,
+                   mirrorFrame->findChild<QPushButton*>("Add"),
+                   mirrorFrame->findChild<QPushButton*>("Del"),
+                   widgets_.localDirectory,
+                   widgets_.hostDirectory,
+                   widgets_.forms,
+                   formsFrame->findChild<QPushButton*>("Save"),
+                   formsFrame->findChild<QPushButton*>("SaveAs"),
+                   formsFrame->findChild<QPushButton*>("Rename"),
+                   formsFrame->findChild<QPushButton*>("Delete"),
+                   formsFrame->findChild<QPushButton*>("Reload"),
+                   widgets_.port,
+                   widgets_.security,
+                   widgets_.passive,
+                   widgets_.comments,
+                   miscellaneousFrame->findChild<QPushButton*>("errall"),
+                   miscellaneousFrame->findChild<QPushButton*>("anonym"),
+                   widgets_.connect});
         return page;
     }
 
@@ -220,7 +279,7 @@ private:
         widgets_.firewallLogin = Field("flogin");
         widgets_.firewallPassword = Field("fpassword");
         widgets_.firewallPassword->setEchoMode(QLineEdit::Password);
-        widgets_.firewallPort = Field("fport", "21");
+        widgets_.firewallPort = PortField("fport");
         parameters->addRow(widgets_.useFirewall);
         parameters->addRow(QObject::tr("Host name:"), widgets_.firewallHost);
         parameters->addRow(QObject::tr("User name:"), widgets_.firewallLogin);

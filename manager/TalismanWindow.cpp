@@ -133,7 +133,6 @@ TalismanWindow::TalismanWindow(MessageHandler* application, const std::string& s
     trust_ = std::make_shared<CertificateTrust>(CertificateTrust::PathBeside(path));
     trust_->Load();
     form_.mainServer->setEnabled(false);
-    form_.comments->setPlainText(QString("Welcome to ") + QString::fromUtf8(kTitle));
     connect(form_.comments, &QTextEdit::textChanged, this, [this] {
         // The comments go into the settings file too: keep them within its limit.
         QString text = form_.comments->toPlainText();
@@ -144,9 +143,11 @@ TalismanWindow::TalismanWindow(MessageHandler* application, const std::string& s
         }
     });
     GUICheck();
-    // Neither resized nor zoomed: the form keeps the size its contents ask for.
     adjustSize();
-    setFixedSize(sizeHint().expandedTo(QSize(640, 520)));
+    setMinimumSize(minimumSizeHint());
+    resize(sizeHint().expandedTo(QSize(640, 520)));
+    form_.host->setFocus();  // a new user types the host first
+    loadedState_ = FormState();
     PostMessage(Message(kReload));
 }
 
@@ -262,6 +263,55 @@ void TalismanWindow::Reload() {
     }
     LoadInit(std::nullopt);
     FontSelected(false);
+    if (auto last = options_->Marked(FormOptions::kLastUsed); last && settings_->GetRecord(*last)) {
+        QSignalBlocker quiet(form_.forms);
+        SelectListed(*last);
+        LoadForm(*last);
+    }
+}
+
+void TalismanWindow::SelectListed(const std::string& name) {
+    const auto items = form_.forms->findItems(QString::fromStdString(name), Qt::MatchExactly);
+    if (!items.isEmpty()) {
+        form_.forms->setCurrentItem(items.front());
+    }
+}
+
+QStringList TalismanWindow::FormState() const {
+    QStringList state;
+    for (const QLineEdit* field : {form_.host, form_.login, form_.password, form_.port,
+                                   form_.localDirectory, form_.hostDirectory}) {
+        state.append(field->text());
+    }
+    state.append(form_.comments->toPlainText());
+    state.append(QString::number(passive_));
+    state.append(QString::number(form_.security->currentIndex()));
+    for (const QAction* item : form_.mirrors->actions()) {
+        state.append(item->text());
+    }
+    return state;
+}
+
+// Save, Discard or Cancel when the fields hold edits that no save has kept.
+bool TalismanWindow::MayLeaveForm() {
+    if (FormState() == loadedState_) {
+        return true;
+    }
+    const std::string name = currentFormName_.empty() ? "The form" : "The form " + currentFormName_;
+    switch (Alert::Go(name + " has changes that are not saved.", {"Cancel", "Discard", "Save"},
+                      AlertKind::Warning)) {
+        case 1:
+            return true;
+        case 2:
+            if (currentFormName_.empty()) {
+                PostMessage(Message(kAskSaveAs));  // a new form needs a name first
+                return false;
+            }
+            SaveUnder(currentFormName_);
+            return true;
+        default:
+            return false;
+    }
 }
 
 std::optional<std::string> TalismanWindow::WhichIsSelected() const {
@@ -280,13 +330,29 @@ void TalismanWindow::SetConnectFrameLabel() {
 
 void TalismanWindow::LoadSelected() {
     std::optional<std::string> name = WhichIsSelected();
+    if (!MayLeaveForm()) {
+        QSignalBlocker quiet(form_.forms);
+        form_.forms->clearSelection();
+        SelectListed(currentFormName_);  // the click is taken back
+        return;
+    }
     if (!name || name->empty()) {
         ClearFields();
         return;
     }
-    currentFormName_ = *name;
+    LoadForm(*name);
+    options_->MarkOnly(*name, FormOptions::kLastUsed);  // the next start loads it
+    if (!options_->Save()) {
+        Alert::Go("The forms' options could not be written:\n" +
+                      FormOptions::PathBeside(settings_->Path().value_or("")),
+                  {"OK"}, AlertKind::Warning);
+    }
+}
+
+void TalismanWindow::LoadForm(const std::string& name) {
+    currentFormName_ = name;
     SetConnectFrameLabel();
-    LoadInit(*name);
+    LoadInit(name);
     FontSelected(false);
 }
 
@@ -311,6 +377,7 @@ void TalismanWindow::LoadInit(const std::optional<std::string>& name) {
                                       security.value_or(kSecurityNames[0]));
         form_.security->setCurrentIndex(
             known == std::end(kSecurityNames) ? 0 : static_cast<int>(known - kSecurityNames));
+        loadedState_ = FormState();
     }
     ApplyGlobal();
 }
@@ -366,6 +433,8 @@ std::unique_ptr<Record_tag> TalismanWindow::AddEntry(const std::string& name) {
     for (QAction* item : form_.mirrors->actions()) {
         record->mirrors.push_back(item->text().toStdString());
     }
+    loadedState_ = FormState();  // kept now
+    options_->MarkOnly(name, FormOptions::kLastUsed);
     return record;
 }
 
@@ -411,14 +480,19 @@ void TalismanWindow::SaveAs(const std::string& name) {
 }
 
 void TalismanWindow::SaveInPlace() {
-    GenerateGlobal();
     std::optional<std::string> selected = WhichIsSelected();
     if (currentFormName_.empty() || !selected || selected->empty()) {
+        GenerateGlobal();
         PostMessage(Message(kAskSaveAs));
         return;
     }
-    long position = settings_->RemoveFromList(*selected);
-    settings_->AddRecord(AddEntry(*selected), static_cast<int>(position));
+    SaveUnder(*selected);
+}
+
+void TalismanWindow::SaveUnder(const std::string& name) {
+    GenerateGlobal();
+    long position = settings_->RemoveFromList(name);
+    settings_->AddRecord(AddEntry(name), static_cast<int>(position));
     Save();
 }
 
@@ -547,6 +621,7 @@ void TalismanWindow::ClearFields() {
     SetConnectFrameLabel();
     QSignalBlocker quiet(form_.forms);
     form_.forms->clearSelection();
+    loadedState_ = FormState();  // nothing in it to lose
 }
 
 void TalismanWindow::GUICheck() {

@@ -2,6 +2,7 @@
 
 #include <QMainWindow>
 #include <QPointer>
+#include <QStringList>
 
 #include <cstdint>
 #include <memory>
@@ -92,6 +93,12 @@ private:
     void ToApplication(std::uint32_t code);
     void Reload();
     void LoadSelected();
+    // The fields as a save would keep them: a change since the last load or save is unsaved.
+    QStringList FormState() const;
+    // Before another form replaces this one: true to go on (saved or dropped), false to stay.
+    bool MayLeaveForm();
+    void SelectListed(const std::string& name);
+    void LoadForm(const std::string& name);
     void LoadInit(const std::optional<std::string>& name);
     void ApplyGlobal();
     std::unique_ptr<Record_tag> AddEntry(const std::string& name);
@@ -100,6 +107,7 @@ private:
     void GenerateGlobal();
     void SaveAs(const std::string& name);
     void SaveInPlace();
+    void SaveUnder(const std::string& name);
     void Rename(const std::string& oldName, const std::string& newName);
     void Delete();
     void AddMirror(const std::string& name);
@@ -130,6 +138,7 @@ private:
     std::shared_ptr<CertificateTrust> trust_;
     TalismanLayout::Widgets form_;
     std::string currentFormName_;
+    QStringList loadedState_;
     std::string mainServer_;
     int passive_ = 0;
     int sessionCounter_ = 5000;

@@ -30,9 +30,9 @@ Strings ListedForms(const TalismanWindow& window) {
 Strings ConfigurationItems(TalismanWindow& window) {
     Strings items;
     for (QAction* menu : window.menuBar()->actions()) {
-        if (menu->text() == "Configuration") {
+        if (menu->text().remove('&') == "Configuration") {
             for (QAction* item : menu->menu()->actions()) {
-                items.push_back(item->text().toStdString());
+                items.push_back(item->text().remove('&').toStdString());
             }
         }
     }

@@ -84,6 +84,18 @@ TEST(SessionStartTest, AFieldThatWouldSplitACommandRefusesTheStart) {
     noFirewall.firewall = false;
     noFirewall.firewallUser = "unused\r\n";
     EXPECT_EQ(SessionStart::Refusal(noFirewall), std::nullopt) << "an unused page is not sent";
+    for (const char* port : {"", "0", "65536", "abc99999", "-21", "+21", " 21", "21x"}) {
+        Form form = clean;
+        form.port = port;
+        EXPECT_EQ(SessionStart::Refusal(form),
+                  std::string("The FTP port must be a number from 1 to 65535."))
+            << port;
+        form = clean;
+        form.firewallPort = port;
+        EXPECT_EQ(SessionStart::Refusal(form),
+                  std::string("The firewall port must be a number from 1 to 65535."))
+            << port;
+    }
 
     struct Field {
         std::string Form::*text;

@@ -10,6 +10,7 @@
 #include <QMenu>
 #include <QPointer>
 #include <QPushButton>
+#include <QTest>
 #include <QTextEdit>
 
 #include <filesystem>
@@ -33,6 +34,7 @@
 #include "TempDir.h"
 #include "TestCertificate.h"
 #include "TestServer.h"
+#include "WidgetAudit.h"
 #include "XFerWin.h"
 
 namespace {
@@ -68,6 +70,11 @@ Strings ListedForms(TalismanWindow& window) {
         names.push_back(window.Form().forms->item(row)->text().toStdString());
     }
     return names;
+}
+
+std::string SelectedForm(TalismanWindow& window) {
+    const auto selected = window.Form().forms->selectedItems();
+    return selected.size() == 1 ? selected.front()->text().toStdString() : "";
 }
 
 void Select(TalismanWindow& window, const std::string& name) {
@@ -126,6 +133,56 @@ TEST_F(TalismanWindowTest, SavingWithNoFormLoadedAsksForAName) {
     EXPECT_EQ(saved->GetRecord("Work")->host, "ftp.example.org");
     EXPECT_EQ(saved->GetRecord("Work")->login, "alice");
     EXPECT_NE(saved->GetGlobalRecord(), nullptr) << "saving in place made the global record";
+}
+
+// A new user types at once into Host name; Tab walks the page and leaves Comments; the port
+// takes nothing but a port; every control has a name for a screen reader; no key does two things.
+TEST_F(TalismanWindowTest, TheFormWorksFromTheKeyboard) {
+    auto window = Open();
+    window->show();
+    Settle();
+    const TalismanLayout::Widgets& form = window->Form();
+    EXPECT_EQ(window->focusWidget(), form.host);
+    EXPECT_TRUE(form.comments->toPlainText().isEmpty()) << "the welcome is a placeholder only";
+    form.comments->setFocus();
+    QTest::keyClick(form.comments, Qt::Key_Tab, Qt::ControlModifier);
+    QTest::keyClick(form.comments, Qt::Key_Tab);
+    EXPECT_EQ(form.comments->toPlainText(), "\t");
+    EXPECT_NE(window->focusWidget(), form.comments);
+    form.port->clear();
+    QTest::keyClicks(form.port, "abc99999");
+    EXPECT_EQ(form.port->text(), "9999");
+    EXPECT_LT(window->minimumWidth(), window->maximumWidth()) << "the window can be resized";
+    EXPECT_EQ(WidgetAudit::AmbiguousShortcuts(*window), QStringList());
+    EXPECT_EQ(WidgetAudit::UnnamedControls(*window), QStringList());
+}
+
+// A click on another saved form asks before it drops edits: Cancel keeps them, Save keeps them in
+// their form, Discard drops them.
+TEST_F(TalismanWindowTest, UnsavedEditsAreNotDroppedByAClick) {
+    auto window = Open();
+    for (const char* name : {"A", "B"}) {
+        Fill(*window, std::string(name) + ".example", "alice");
+        Post(*window, Message(Code::kSaveAs).AddString("prompt", name));
+    }
+    Select(*window, "A");
+    window->Form().host->setText("edited.example");
+    alerts.Answer(0);
+    Select(*window, "B");
+    EXPECT_EQ(window->Form().host->text(), "edited.example");
+    EXPECT_EQ(SelectedForm(*window), "A");
+    alerts.Answer(2);
+    Select(*window, "B");
+    EXPECT_EQ(window->Form().host->text(), "B.example");
+    EXPECT_EQ(Saved()->GetRecord("A")->host, "edited.example");
+    window->Form().host->setText("dropped.example");
+    alerts.Answer(1);
+    Select(*window, "A");
+    EXPECT_EQ(window->Form().host->text(), "edited.example");
+    EXPECT_EQ(Saved()->GetRecord("B")->host, "B.example");
+    EXPECT_EQ(alerts.Texts(), (Strings{"The form A has changes that are not saved.",
+                                       "The form A has changes that are not saved.",
+                                       "The form B has changes that are not saved."}));
 }
 
 TEST_F(TalismanWindowTest, RenamingToAUsedNameChangesNothing) {
@@ -346,9 +403,10 @@ TEST_F(TalismanWindowTest, SavedFormStartsASessionAfterARestart) {
     tarvik.ReadyToRun();
     QPointer<TalismanWindow> window = tarvik.MainWindow();
     ASSERT_TRUE(WaitUntil([&] { return ListedForms(*window).size() == 1; }));
-    Select(*window, "Local test");
+    // The form used last comes back selected and loaded; Enter in a field connects.
+    EXPECT_EQ(SelectedForm(*window), "Local test");
     EXPECT_EQ(window->Form().host->text(), "127.0.0.1");
-    window->PostMessage(Message(Code::kConnect));
+    QTest::keyClick(window->Form().password, Qt::Key_Return);
     ASSERT_TRUE(WaitUntil([&] { return tarvik.Sessions().size() == 1; }, 5s));
     QPointer<FTPWindow> session = tarvik.Sessions().front();
     ASSERT_TRUE(WaitUntil([&] { return !session->IsLoggingOn() && !session->IsBusy(); }, 10s));
