@@ -145,7 +145,7 @@ TalismanWindow::TalismanWindow(MessageHandler* application, const std::string& s
     GUICheck();
     adjustSize();
     setMinimumSize(minimumSizeHint());
-    resize(sizeHint().expandedTo(QSize(640, 520)));
+    resize(minimumSizeHint().expandedTo(QSize(640, 520)));
     form_.host->setFocus();  // a new user types the host first
     loadedState_ = FormState();
     PostMessage(Message(kReload));

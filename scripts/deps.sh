@@ -14,7 +14,7 @@ packages=(
     unzip
     # libraries of pure-ftpd and proftpd, which ftp-servers.sh unpacks without installing
     libsodium23 libssl3 libcap2 libhiredis0.14 libmemcached11 libmemcachedutil2 libpcre2-posix3
-    xvfb xauth imagemagick
+    xvfb xauth imagemagick xdotool
     # one program per desktop session: a session bus for the tests and gdbus to call it
     dbus-daemon libglib2.0-bin
     # the desktop integration test and the Debian package: xdg-mime asks mimetype (from
