@@ -52,8 +52,13 @@ int ShowBox(const std::string& text, const std::vector<std::string>& buttons, Al
             box.addButton(QString::fromStdString(label), QMessageBox::AcceptRole));
     }
     box.setDefaultButton(pushButtons.back());
-    if (pushButtons.size() == 1) {
-        box.setEscapeButton(pushButtons.front());
+    // Escape answers as the button that says no to the question, or the only one.
+    for (QPushButton* button : pushButtons) {
+        const QString label = button->text();
+        if (pushButtons.size() == 1 || label == "No" || label.startsWith("Cancel")) {
+            box.setEscapeButton(button);
+            break;
+        }
     }
     box.exec();
     for (std::size_t index = 0; index < pushButtons.size(); ++index) {

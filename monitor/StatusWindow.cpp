@@ -110,6 +110,16 @@ void StatusWindow::BuildControls() {
     // Where the two boxes overlap, the log box takes the clicks.
     logBox_->raise();
 
+    // Names for screen readers; the figures are drawn, not written.
+    tabs_->setAccessibleName(QStringLiteral("Status pages"));
+    speedGraph_->setAccessibleName(QStringLiteral("Speed graph"));
+    speedGraph_->setAccessibleDescription(QStringLiteral("Bytes per second, a point a second"));
+    group_->setAccessibleName(QStringLiteral("Progress of the group of files"));
+    file_->setAccessibleName(QStringLiteral("Progress of the current file"));
+    stop_->setAccessibleDescription(QStringLiteral("Stops the session, asking first"));
+    logBox_->setAccessibleDescription(QStringLiteral("Shows or hides the FTP log"));
+    controlBox_->setAccessibleDescription(QStringLiteral("Shows or hides the session window"));
+
     connect(stop_, &QPushButton::clicked, this, [this] { PostMessage(Message(kStop)); });
     connect(logBox_, &QCheckBox::clicked, this, [this](bool checked) {
         model_.SetEtatLog(checked);

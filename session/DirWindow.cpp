@@ -22,11 +22,14 @@ DirWindow::DirWindow(MessageHandler* owner)
     resize(650, 450);
     auto* menuBar = new QMenuBar(this);
     menuBar->setObjectName("menuDIR");
-    QMenu* menu = menuBar->addMenu(tr("Directory"));
-    QAction* close = menu->addAction(tr("Close"));
+    QMenu* menu = menuBar->addMenu(tr("&Directory"));
+    QAction* close = menu->addAction(tr("&Close"));
     close->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_W));
     connect(close, &QAction::triggered, this, [this] { this->close(); });
     list_->setFont(QFont("Monospace"));
+    list_->setAccessibleName(tr("Full listing"));
+    list_->setAccessibleDescription(
+        tr("The lines of the last host listing, as the host sent them"));
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setMenuBar(menuBar);

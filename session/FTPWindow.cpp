@@ -58,14 +58,18 @@ FTPWindow::FTPWindow(QRect frame, const std::string& title, const std::string& h
     statusBar_ = new StatusBar(this);
     ApplyFont(fontFamily, fontStyle, fontSize);
 
+    // No smaller than what keeps every caption whole.
+    setMinimumSize(minimumSizeHint());
+    setMaximumSize(1500, 1500);
     // The old frame was made for a small screen: keep its place, give the panes room.
     QSize size = frame.size().expandedTo(kPreferredSize);
-    resize(size);
     if (QScreen* screen = QGuiApplication::primaryScreen()) {
+        // Whole on a small screen too, as far as the captions allow.
+        resize(size.boundedTo(screen->availableGeometry().size()));
         move(screen->availableGeometry().center() - rect().center());
+    } else {
+        resize(size);
     }
-    setMinimumSize(300, 250);
-    setMaximumSize(1500, 1500);
 
     fullListing_ = new DirWindow(this);
     log_ = new LogWindow("FTP Log: " + host, this);

@@ -3,6 +3,7 @@
 #include <QCheckBox>
 #include <QFormLayout>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -70,4 +71,13 @@ void PromptW::MessageReceived(const Message& message) {
         default:
             break;
     }
+}
+
+// A dialog's Escape: the window is a plain widget, which would let the key pass unheard.
+void PromptW::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
+        PostMessage(Message(kCancel));
+        return;
+    }
+    QWidget::keyPressEvent(event);
 }

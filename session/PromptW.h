@@ -12,7 +12,8 @@ class QCheckBox;
 class QLineEdit;
 
 // A one-line prompt. OK posts the answer code to its parent with the typed text in "prompt"
-// (and the option text in "opt"), then closes unless "Stay open" is ticked; Cancel closes.
+// (and the option text in "opt"), then closes unless "Stay open" is ticked; Cancel or Escape
+// closes.
 class PromptW : public QWidget, public MessageHandler {
     Q_OBJECT
 
@@ -28,6 +29,9 @@ public:
 
     QLineEdit* Field() const { return field_; }
     void MessageReceived(const Message& message) override;
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     MessageHandler* parent_;

@@ -13,7 +13,8 @@ class QMainWindow;
 class QPushButton;
 
 // Builds the session window's menu bar, its two sides and its buttons. Every menu item and button
-// posts its code to the window (or to the application for "Show", "help" and "About").
+// posts its code to the window (or to the application for "Show", "help" and "About"); the panes'
+// context menus, their Backspace and drags from one side to the other do what the buttons do.
 class SessionLayout {
 public:
     struct Widgets {

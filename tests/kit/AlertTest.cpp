@@ -2,12 +2,14 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QKeyEvent>
 #include <QMessageBox>
 #include <QTimer>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <thread>
 
 #include "AlertHook.h"
@@ -16,12 +18,18 @@
 
 namespace {
 
-// Once the modal box is up, records its button labels and presses the one called label.
-void PressWhenShown(const QString& label, QStringList* labelsSeen) {
-    QTimer::singleShot(10, [label, labelsSeen] {
+// Once the modal box is up, records its button labels and presses the one called label, or
+// hands the box to answer.
+void PressWhenShown(const QString& label, QStringList* labelsSeen,
+                    std::function<void(QMessageBox*)> answer = nullptr) {
+    QTimer::singleShot(10, [label, labelsSeen, answer] {
         auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
         if (box == nullptr) {
-            PressWhenShown(label, labelsSeen);
+            PressWhenShown(label, labelsSeen, answer);
+            return;
+        }
+        if (answer) {
+            answer(box);
             return;
         }
         for (QAbstractButton* button : box->buttons()) {
@@ -49,6 +57,30 @@ TEST(AlertTest, TheBoxShowsOnTheGuiThreadForAnyCallerAndAnswersTheButtonPressed)
     ASSERT_TRUE(WaitUntil([&] { return answer != -1; }));
     worker.join();
     EXPECT_EQ(answer, 1);
+}
+
+// Escape says no: it answers as the button that declines the question.
+TEST(AlertTest, EscapeAnswersNoOrCancel) {
+    const struct {
+        std::vector<std::string> buttons;
+        int answer;
+    } cases[] = {{{"Yes", "No"}, 1},
+                 {{"Remove", "Cancel"}, 1},
+                 {{"Trust always", "This time", "Cancel"}, 2},
+                 {{"Cancel the transfer", "Go on"}, 0}};
+    for (const auto& asked : cases) {
+        bool stayed = false;
+        PressWhenShown(QString(), nullptr, [&stayed](QMessageBox* box) {
+            QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+            QApplication::sendEvent(box, &escape);
+            stayed = box->isVisible();
+            if (stayed) {
+                box->buttons().front()->click();
+            }
+        });
+        EXPECT_EQ(Alert::Go("Sure?", asked.buttons), asked.answer) << asked.buttons.front();
+        EXPECT_FALSE(stayed) << asked.buttons.front();
+    }
 }
 
 TEST(AlertTest, TheEngineHookGoesToTheAlertWithOneOkButton) {

@@ -6,16 +6,22 @@
 #include <QApplication>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMessageBox>
+#include <QMimeData>
 #include <QPointer>
+#include <QPushButton>
+#include <QStyle>
 #include <QTest>
 #include <QTextDocument>
 #include <QTimer>
+#include <QUrl>
 
 #include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <thread>
 
 #include "Alert.h"
@@ -35,6 +41,7 @@
 #include "StatusBar.h"
 #include "StatusWindow.h"
 #include "TempDir.h"
+#include "WidgetAudit.h"
 
 namespace {
 
@@ -77,13 +84,15 @@ QString ToolTipShown(const QString& tip) {
     return document.toPlainText();
 }
 
-// Runs inspect on the modal box once it is up.
-void WhenBoxShown(std::function<void(QMessageBox*)> inspect) {
+// Runs inspect on the modal box or the pop-up menu once it is up.
+template <typename Shown>
+void WhenShown(std::function<void(Shown*)> inspect) {
     QTimer::singleShot(10, [inspect] {
-        if (auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget())) {
-            inspect(box);
+        QWidget* up = QApplication::activePopupWidget();
+        if (auto* shown = qobject_cast<Shown*>(up ? up : QApplication::activeModalWidget())) {
+            inspect(shown);
         } else {
-            WhenBoxShown(inspect);
+            WhenShown(inspect);
         }
     });
 }
@@ -115,7 +124,7 @@ TEST(ServerTextTest, MarkupAndMnemonicsFromTheServerAreShownLiterally) {
         EXPECT_EQ(bar.HistoryMenu()->actions().front()->iconText(), shown) << "no mnemonic";
 
         bool literal = false;
-        WhenBoxShown([&](QMessageBox* box) {
+        WhenShown<QMessageBox>([&](QMessageBox* box) {
             for (QLabel* label : box->findChildren<QLabel*>()) {
                 literal = literal || ShowsLiterally(label, shown);
             }
@@ -247,11 +256,106 @@ TEST_F(FTPWindowTest, LocalOpenAndTypeAhead) {
     QTest::keyClick(files, Qt::Key_B);
     EXPECT_EQ(files->SelectedTexts(), Strings{"beta.txt"});
 
-    window->PostMessage(Message(FTPWindow::kChangeLocal).AddString("prompt", "photos"));
-    ASSERT_TRUE(WaitUntil([&] { return window->LocalDirectory().ends_with("/photos/"); }));
-    window->PostMessage(Message(FTPWindow::kChangeLocal).AddString("prompt", ".."));
-    ASSERT_TRUE(WaitUntil([&] { return !window->LocalDirectory().ends_with("/photos/"); }));
-    EXPECT_EQ(window->LocalDirectory(), fs::canonical(local.Path()).string() + "/");
+    // Enter opens a folder with its first entry current; Backspace or Alt+Up goes back up.
+    LPBListView* folders = window->LocalDirectories();
+    const std::string top = fs::canonical(local.Path()).string() + "/";
+    for (auto [list, up] : {std::pair{folders, QKeyCombination(Qt::Key_Backspace)},
+                            {files, QKeyCombination(Qt::ALT, Qt::Key_Up)}}) {
+        QTest::keyClick(folders, Qt::Key_P);
+        QTest::keyClick(folders, Qt::Key_Return);
+        ASSERT_TRUE(WaitUntil([&] { return Texts(folders) == Strings{"..", "/"}; }));
+        EXPECT_EQ(window->LocalDirectory(), top + "photos/");
+        QTest::keyClick(folders, Qt::Key_Down);
+        EXPECT_EQ(folders->SelectedTexts(), Strings{"/"}) << "the arrow starts from the top";
+        QTest::keyClick(list, up.key(), up.keyboardModifiers());
+        ASSERT_TRUE(
+            WaitUntil([&] { return Holds(folders, "photos", EntryStringItem::Directory); }));
+        EXPECT_EQ(window->LocalDirectory(), top);
+    }
+}
+
+// What a keyboard or screen-reader user meets: each button takes the focus, no key is claimed
+// twice, each control has a name, and the smallest window still shows every caption whole.
+TEST_F(FTPWindowTest, EveryControlIsReachableNamedAndWhole) {
+    QPointer<FTPWindow> window = Open(server);
+    ASSERT_TRUE(window);
+    for (const QPushButton* button : window->findChildren<QPushButton*>()) {
+        EXPECT_TRUE(button->focusPolicy() & Qt::TabFocus) << button->text().toStdString();
+    }
+    const QWidget* windows[] = {window, window->Status(), window->FullListing(), window->Log()};
+    for (const QWidget* audited : windows) {
+        EXPECT_EQ(WidgetAudit::AmbiguousShortcuts(*audited).join("; ").toStdString(), "");
+        if (audited != window->Log()) {  // not this window's to name
+            EXPECT_EQ(WidgetAudit::UnnamedControls(*audited).join("; ").toStdString(), "");
+        }
+    }
+
+    window->resize(1, 1);
+    Settle();
+    EXPECT_LE(window->width(), 1024) << "the window fits a small screen";
+    for (const QAbstractButton* button : window->findChildren<QAbstractButton*>()) {
+        const QFontMetrics metrics(button->font());
+        const int frame = 2 * button->style()->pixelMetric(QStyle::PM_DefaultFrameWidth);
+        if (button->isVisibleTo(window)) {
+            EXPECT_GE(button->width() - frame, metrics.horizontalAdvance(button->text()))
+                << button->text().toStdString();
+            EXPECT_GE(button->height() - frame, metrics.height()) << button->text().toStdString();
+        }
+    }
+
+    // Escape in a prompt is its Cancel: it closes and answers nothing.
+    QPointer<PromptW> prompt = new PromptW(window, "Create a new local directory...",
+                                           "Directory :", "foo", FTPWindow::kMakeLocalFolder);
+    prompt->show();
+    QTest::keyClick(prompt->Field(), Qt::Key_Escape);
+    EXPECT_TRUE(WaitUntil([&] { return prompt.isNull(); }));
+    Settle();
+    EXPECT_FALSE(fs::exists(local / "foo"));
+}
+
+// A pane's menu acts on the entry clicked as its button would; a drag from one side to the other
+// is the arrow towards it, and a drop from anywhere else does nothing.
+TEST_F(FTPWindowTest, PaneMenusAndDragsBetweenTheSides) {
+    QPointer<FTPWindow> window = Open(server);
+    ASSERT_TRUE(window);
+    const auto menuOn = [](LPBListView* list, int row, const QString& chosen) {
+        std::map<QString, bool> offered;
+        WhenShown<QMenu>([&](QMenu* menu) {
+            for (QAction* action : menu->actions()) {
+                offered[action->text()] = action->isEnabled();
+                if (action->text() == chosen) {
+                    action->trigger();
+                }
+            }
+            menu->close();
+        });
+        const QPoint at = row < 0 ? QPoint(5, list->viewport()->height() - 5)
+                                  : list->visualRect(list->Model()->index(row)).center();
+        QContextMenuEvent event(QContextMenuEvent::Mouse, at, list->viewport()->mapToGlobal(at));
+        QApplication::sendEvent(list->viewport(), &event);
+        return offered;
+    };
+    auto offered = menuOn(window->HostFiles(), -1, {});  // the host's top folder has no file
+    EXPECT_FALSE(offered.at("Get the selected host files"));
+    EXPECT_TRUE(offered.at("Reload host"));
+    offered = menuOn(window->LocalFiles(), 1, "Send the selected local files");
+    EXPECT_TRUE(offered.at("Delete selected file(s)"));
+    EXPECT_EQ(window->LocalFiles()->SelectedTexts(), Strings{"notes.txt"});
+    ASSERT_TRUE(WaitUntil(
+        [&] { return Holds(window->HostFiles(), "notes.txt", 0) && !window->IsBusy(); }, 10s));
+    EXPECT_EQ(TempDir::Read(server.Root() / "notes.txt"), "local file");
+
+    Issue(ChangeHost("pub"));
+    LPBListView* hostFiles = window->HostFiles();
+    ASSERT_TRUE(hostFiles->SelectText("readme.txt"));
+    QMimeData desktopFiles;
+    desktopFiles.setUrls({QUrl::fromLocalFile("/etc/passwd")});
+    EXPECT_FALSE(window->LocalFiles()->TakeDrop(desktopFiles, hostFiles));
+    EXPECT_FALSE(window->HostDirectories()->TakeDrop(*hostFiles->DragData(), hostFiles));
+    EXPECT_FALSE(window->LocalFiles()->TakeDrop(*hostFiles->DragData(), window->LocalLabel()));
+    EXPECT_TRUE(window->LocalFiles()->TakeDrop(*hostFiles->DragData(), hostFiles));
+    ASSERT_TRUE(WaitUntil([&] { return Holds(window->LocalFiles(), "readme.txt", 0); }, 10s));
+    EXPECT_EQ(TempDir::Read(local / "readme.txt"), "hello");
 }
 
 TEST_F(FTPWindowTest, FailedLogOnAlertsAndCloses) {

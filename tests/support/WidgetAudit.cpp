@@ -10,6 +10,7 @@
 #include <QKeySequence>
 #include <QLineEdit>
 #include <QMap>
+#include <QMenu>
 #include <QPlainTextEdit>
 #include <QShortcut>
 #include <QTabBar>
@@ -48,6 +49,26 @@ QString Describe(const QWidget& widget) {
         .arg(widget.metaObject()->className(), text, widget.objectName());
 }
 
+// The window that must be active for the object's keys to work: a menu's is that of the bar or
+// widget it hangs from.
+const QWidget* WindowOf(const QObject* object) {
+    for (; object != nullptr; object = object->parent()) {
+        const auto* widget = qobject_cast<const QWidget*>(object);
+        if (widget != nullptr && widget->isWindow() &&
+            qobject_cast<const QMenu*>(widget) == nullptr) {
+            return widget;
+        }
+    }
+    return nullptr;
+}
+
+bool SharesKeysWith(const QWidget& window, const QObject* object) {
+    const QWidget* owner = WindowOf(object);
+    return owner == &window ||
+           (owner != nullptr && owner->windowType() == Qt::Tool && owner->isVisible() &&
+            owner->parentWidget() != nullptr && owner->parentWidget()->window() == &window);
+}
+
 }  // namespace
 
 QStringList AmbiguousShortcuts(const QWidget& window) {
@@ -58,14 +79,14 @@ QStringList AmbiguousShortcuts(const QWidget& window) {
         }
     };
     for (const QAction* action : window.findChildren<QAction*>()) {
-        if (action->isEnabled() && !action->isSeparator()) {
+        if (action->isEnabled() && !action->isSeparator() && SharesKeysWith(window, action)) {
             for (const QKeySequence& keys : action->shortcuts()) {
                 note(keys, action->text());
             }
         }
     }
     for (const QShortcut* shortcut : window.findChildren<QShortcut*>()) {
-        if (shortcut->isEnabled()) {
+        if (shortcut->isEnabled() && SharesKeysWith(window, shortcut)) {
             note(shortcut->key(), shortcut->objectName());
         }
     }
