@@ -52,10 +52,11 @@ int ShowBox(const std::string& text, const std::vector<std::string>& buttons, Al
             box.addButton(QString::fromStdString(label), QMessageBox::AcceptRole));
     }
     box.setDefaultButton(pushButtons.back());
-    // Escape answers as the button that says no to the question, or the only one.
+    // Escape answers as the button that says no to the question (or skips), or the only one.
     for (QPushButton* button : pushButtons) {
         const QString label = button->text();
-        if (pushButtons.size() == 1 || label == "No" || label.startsWith("Cancel")) {
+        if (pushButtons.size() == 1 || label == "No" || label == "Skip" ||
+            label.startsWith("Cancel")) {
             box.setEscapeButton(button);
             break;
         }

@@ -33,6 +33,8 @@ LogWindow::LogWindow(const std::string& title, MessageHandler* owner)
     BuildMenu();
 
     list_->setObjectName(QStringLiteral("listeREPFILE"));
+    list_->setAccessibleName(tr("FTP log"));
+    list_->setAccessibleDescription(tr("The commands sent to the host and its replies"));
     list_->setModel(lines_);
     list_->setSelectionMode(QAbstractItemView::SingleSelection);
     list_->setEditTriggers(QAbstractItemView::NoEditTriggers);

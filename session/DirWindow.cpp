@@ -7,6 +7,7 @@
 #include "BatchedList.h"
 #include "EntryListModel.h"
 #include "LPBListView.h"
+#include "LinesFile.h"
 
 namespace {
 constexpr std::chrono::milliseconds kBatch(50);
@@ -23,6 +24,14 @@ DirWindow::DirWindow(MessageHandler* owner)
     auto* menuBar = new QMenuBar(this);
     menuBar->setObjectName("menuDIR");
     QMenu* menu = menuBar->addMenu(tr("&Directory"));
+    QAction* save = menu->addAction(tr("&Save..."));
+    connect(save, &QAction::triggered, this, [this] {
+        std::vector<std::string> lines;
+        for (const EntryStringItem& line : Lines()) {
+            lines.push_back(line.text);  // the server's bytes as they came
+        }
+        LinesFile::AskAndSave(this, "full-listing.txt", lines);
+    });
     QAction* close = menu->addAction(tr("&Close"));
     close->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_W));
     connect(close, &QAction::triggered, this, [this] { this->close(); });

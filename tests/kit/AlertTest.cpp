@@ -67,7 +67,8 @@ TEST(AlertTest, EscapeAnswersNoOrCancel) {
     } cases[] = {{{"Yes", "No"}, 1},
                  {{"Remove", "Cancel"}, 1},
                  {{"Trust always", "This time", "Cancel"}, 2},
-                 {{"Cancel the transfer", "Go on"}, 0}};
+                 {{"Cancel the transfer", "Go on"}, 0},
+                 {{"Get(Overwrite)", "Skip"}, 1}};
     for (const auto& asked : cases) {
         bool stayed = false;
         PressWhenShown(QString(), nullptr, [&stayed](QMessageBox* box) {
