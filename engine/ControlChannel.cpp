@@ -78,6 +78,10 @@ std::string ControlChannel::ConnectFailure() const {
     return socket_ != nullptr ? socket_->ConnectFailure() : std::string();
 }
 
+bool ControlChannel::TimedOut() const {
+    return socket_ != nullptr && socket_->LastRecvState() == SocketIPS::RecvState::TimedOut;
+}
+
 bool ControlChannel::IsOpen() const {
     return socket_ != nullptr && !socket_->IsClosed();
 }

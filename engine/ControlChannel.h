@@ -55,6 +55,8 @@ public:
     bool IsOpen() const;
     // Why the last Connect failed, for the user; empty after a success or a stop.
     std::string ConnectFailure() const;
+    // The last read ended because its time was up, not because the connection ended.
+    bool TimedOut() const;
     // Puts the connection under TLS (after 234 to AUTH TLS, or at once for implicit TLS).
     // Refused when the server sent more than its reply before it: those bytes came in clear
     // and would pass for protected ones. False with the reason in `error`.

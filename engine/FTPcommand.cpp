@@ -291,9 +291,11 @@ int FTPcommand::ReadGreeting() {
     }
     if (answer.outcome != Outcome::NoReply) {
         AlertHook::Raise(control_.LastReplyText());
-    } else if (!IsStopped()) {
+    } else if (!IsStopped() && control_.TimedOut()) {
         unreachable_ = "No answer from " + host_ + " within " +
                        std::to_string((timeoutMs_ + 999) / 1000) + " s.";
+    } else if (!IsStopped()) {
+        unreachable_ = "The server closed the connection before it said hello.";
     }
     return 1;
 }

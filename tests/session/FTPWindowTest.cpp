@@ -450,6 +450,11 @@ TEST_F(FTPWindowPeerTest, AFailedLogOnIsToldOnceAndAStoppedOneNotAtAll) {
          0,
          {"Password not accepted."}},
         {"stopped before the greeting", [](ScriptedPeer& p) { p.Silence(); }, 0, {}},
+        {"closed before the greeting",
+         [](ScriptedPeer& p) { p.Close(); },
+         0,
+         {"Impossible connection\nHost unreachable.\nThe server closed the connection before it "
+          "said hello."}},
         {"stopped at the password",
          [](ScriptedPeer& p) {
              p.Reply("220 hi").Expect("USER bob").Reply("331 pw").Expect("PASS secret").Silence();
