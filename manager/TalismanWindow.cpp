@@ -529,6 +529,12 @@ void TalismanWindow::Delete() {
     settings_->RemoveFromList(*name);
     options_->Forget(*name);
     Save();
+    if (*name == currentFormName_) {
+        // The user let the form go: its fields are no edits of a form to ask about.
+        currentFormName_.clear();
+        SetConnectFrameLabel();
+        loadedState_ = FormState();
+    }
     QList<QListWidgetItem*> items =
         form_.forms->findItems(QString::fromStdString(*name), Qt::MatchExactly);
     if (!items.isEmpty()) {

@@ -158,7 +158,7 @@ TEST_F(TalismanWindowTest, TheFormWorksFromTheKeyboard) {
 }
 
 // A click on another saved form asks before it drops edits: Cancel keeps them, Save keeps them in
-// their form, Discard drops them.
+// their form, Discard drops them; deleting the form drops them without a question.
 TEST_F(TalismanWindowTest, UnsavedEditsAreNotDroppedByAClick) {
     auto window = Open();
     for (const char* name : {"A", "B"}) {
@@ -180,9 +180,15 @@ TEST_F(TalismanWindowTest, UnsavedEditsAreNotDroppedByAClick) {
     Select(*window, "A");
     EXPECT_EQ(window->Form().host->text(), "edited.example");
     EXPECT_EQ(Saved()->GetRecord("B")->host, "B.example");
+    // Deleting the form lets its edits go without a question.
+    window->Form().host->setText("gone.example");
+    alerts.Answer(0);
+    Post(*window, Message(Code::kDelete));
+    EXPECT_EQ(Saved()->GetRecord("A"), nullptr);
     EXPECT_EQ(alerts.Texts(), (Strings{"The form A has changes that are not saved.",
                                        "The form A has changes that are not saved.",
-                                       "The form B has changes that are not saved."}));
+                                       "The form B has changes that are not saved.",
+                                       "Do you want to delete this entry ?"}));
 }
 
 TEST_F(TalismanWindowTest, RenamingToAUsedNameChangesNothing) {
