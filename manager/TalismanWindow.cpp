@@ -516,6 +516,12 @@ void TalismanWindow::Rename(const std::string& oldName, const std::string& newNa
     int row = position < 0 ? form_.forms->count()
                            : std::min<int>(static_cast<int>(position), form_.forms->count());
     form_.forms->insertItem(row, QString::fromStdString(newName));
+    if (currentFormName_ == oldName) {  // the loaded form goes on under its new name
+        currentFormName_ = newName;
+        SetConnectFrameLabel();
+        QSignalBlocker quiet(form_.forms);
+        form_.forms->setCurrentRow(row);
+    }
 }
 
 void TalismanWindow::Delete() {

@@ -207,6 +207,12 @@ TEST_F(TalismanWindowTest, RenamingToAUsedNameChangesNothing) {
     Post(*window, Message(Code::kRename).AddString("opt", "A").AddString("prompt", "C"));
     EXPECT_EQ(ListedForms(*window), (Strings{"C", "B"}));
     EXPECT_EQ(window->Settings().GetListName(), (Strings{"B", "C"}));
+    // The loaded form is the renamed one: a save keeps it under its new name only.
+    EXPECT_EQ(SelectedForm(*window), "C");
+    window->Form().host->setText("c.example");
+    Post(*window, Message(Code::kSaveInPlace));
+    EXPECT_EQ(window->Settings().GetListName(), (Strings{"B", "C"}));
+    EXPECT_EQ(window->Settings().GetRecord("C")->host, "c.example");
 }
 
 TEST_F(TalismanWindowTest, MirrorsAreSavedAndSavingAsksWhichHostIsTheMainOne) {
