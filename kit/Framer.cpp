@@ -176,10 +176,20 @@ void Framer::mouseMoveEvent(QMouseEvent* event) {
         EndDrag();
         return;
     }
-    const QPoint point = event->position().toPoint();
-    if (Along(point) != position_) {
-        SetTabPosition(point);
+    const int along = DragLimit(Along(event->position().toPoint()));
+    if (along != position_) {
+        SetTabPosition(tabMode_ == kStacked ? QPoint(0, along) : QPoint(along, 0));
     }
+}
+
+// A drag stops where a pane would go below its smallest size, so no caption is cut; when the
+// whole is too small for both, the tab goes where it is dragged.
+int Framer::DragLimit(int along) const {
+    const int least =
+        Along(view1_->minimumSizeHint().expandedTo(view1_->minimumSize())) + tabSize_ / 2;
+    const int most = Extent() - tabSize_ + tabSize_ / 2 -
+                     Along(view2_->minimumSizeHint().expandedTo(view2_->minimumSize()));
+    return least <= most ? std::clamp(along, least, most) : along;
 }
 
 void Framer::mouseReleaseEvent(QMouseEvent*) {

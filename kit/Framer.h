@@ -62,6 +62,7 @@ private:
     void ReplaceView(QWidget*& slot, QWidget* view);
     void LayOut();
     void EndDrag();
+    int DragLimit(int along) const;
 
     QWidget* view1_;
     QWidget* view2_;
