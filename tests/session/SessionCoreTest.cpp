@@ -63,16 +63,6 @@ TEST(ListingSortTest, CaseIgnoredShorterPrefixFirstAndEqualNamesKeepTheirOrder) 
     EXPECT_EQ(sorted, expected);  // paths carry the original positions
 }
 
-TEST(ListingSortTest, VerboseSortReportsEveryPass) {
-    Strings texts;
-    auto items = Items(Strings(1000, "same"));
-    ListingSort::SortList(items, [&](const std::string& text) { texts.push_back(text); });
-    ASSERT_EQ(texts.size(), 1000u);
-    EXPECT_EQ(texts.front(), "Sorting...[0/1000]");
-    EXPECT_EQ(texts[998], "Sorting...[998/1000]");
-    EXPECT_EQ(texts.back(), "Sorting...ok");
-}
-
 TEST(LocalListingTest, ResolvesChangesOfDirectory) {
     TempDir folder;
     fs::create_directories(folder / "a" / "b");
