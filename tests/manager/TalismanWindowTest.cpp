@@ -378,6 +378,12 @@ TEST_F(TalismanWindowTest, AnUnknownCertificateIsAskedAboutOnceAndRemembered) {
     FormOptions options(FormOptions::PathBeside(settings.string()));
     ASSERT_TRUE(options.Load());
     EXPECT_EQ(options.Get("Secure", FormOptions::kSecurity), "explicit");
+    // The settings file keeps its version-3 layout, which loads and saves again unchanged.
+    const std::string bytes = TempDir::Read(settings);
+    EXPECT_EQ(bytes.substr(0, 4), std::string("\x03\0\0\0", 4));
+    ConfigManager again(settings.string());
+    ASSERT_TRUE(again.LoadConfig() && again.SaveConfig());
+    EXPECT_EQ(TempDir::Read(settings), bytes);
 }
 
 // The way a user goes: fill the form, save it, quit, start again, connect, close the session.
