@@ -56,17 +56,6 @@ TEST_F(FramerTest, PanesMeetTheTabWhichStaysInsideAndKeepsItsShare) {
     EXPECT_EQ(stacked.GetRect2(), QRect(0, 54, 100, 147));
 }
 
-TEST_F(FramerTest, ANewPaneTakesThePlaceAndTheOldOneIsHandedBack) {
-    QWidget mine;
-    framer->SetView1(&mine);
-    EXPECT_EQ(mine.geometry(), framer->GetRect1());
-    auto* replacement = new QWidget;
-    framer->SetView1(replacement);
-    framer->SetView1(nullptr);
-    EXPECT_EQ(mine.parentWidget(), nullptr) << "removed, not deleted";
-    EXPECT_EQ(framer->GetView1(), replacement);
-}
-
 TEST_F(FramerTest, OnlyThePrimaryButtonDragsTheTab) {
     Drag(150, 90, Qt::RightButton, Qt::RightButton);
     Drag(150, 90, Qt::LeftButton, Qt::LeftButton | Qt::RightButton);

@@ -39,29 +39,25 @@ protected:
 
 }  // namespace
 
-TEST_F(GraphViewTest, EachValueIsAColumnFromTheBottom) {
+// A value too high halves the scale until it fits, and the scale stays halved.
+TEST_F(GraphViewTest, EachValueIsAColumnFromTheBottomScaledToFit) {
     const struct {
         float value;
         int blue;
         int red;
-    } cases[] = {{10, 10, 0}, {0, 0, 0}, {-1, 0, 51}, {NAN, 0, 51}, {50, 50, 0}};
+        float scale;
+    } cases[] = {
+        {10, 10, 0, 1},     {0, 0, 0, 1},   {-1, 0, 51, 1},
+        {NAN, 0, 51, 1},    {50, 50, 0, 1},  // 102 and 51 do not fit in rows 0 to 50, 25.5 does
+        {102, 26, 0, 0.25}, {8, 2, 0, 0.25}};
     for (const auto& c : cases) {
         graph.AddValue(c.value);
         const int column = graph.Count() - 1;
         EXPECT_EQ(Pixels(column, kBlue), c.blue) << c.value;
         EXPECT_EQ(Pixels(column, kRed), c.red) << c.value;
+        EXPECT_EQ(graph.Scale(), c.scale) << c.value;
     }
     EXPECT_EQ(graph.grab().toImage().pixelColor(0, 50), kBlue) << "bars stand on the bottom row";
-    EXPECT_EQ(graph.Scale(), 1.0F) << "every value fitted";
-}
-
-TEST_F(GraphViewTest, AValueTooHighHalvesTheScaleUntilItFitsAndItStaysHalved) {
-    graph.AddValue(102);  // twice the height: 102 and 51 do not fit in rows 0 to 50, 25.5 does
-    EXPECT_EQ(Pixels(0, kBlue), 26);
-    EXPECT_EQ(graph.Scale(), 0.25F);
-    graph.AddValue(8);
-    EXPECT_EQ(Pixels(1, kBlue), 2);
-    EXPECT_EQ(graph.Scale(), 0.25F);
 }
 
 // Values come from the transfer's worker thread.
