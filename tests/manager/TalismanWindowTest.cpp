@@ -1,6 +1,7 @@
-// The main window and the application, offscreen: saved forms, mirrors, session start.
+// The main window and the application, offscreen: saved forms, mirrors, imports, sessions.
 #include <gtest/gtest.h>
 
+#include <QAction>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
@@ -12,6 +13,7 @@
 #include <QTest>
 #include <QTextEdit>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "Alert.h"
@@ -258,6 +260,59 @@ TEST_F(TalismanWindowTest, MirrorsAreSavedAndSavingAsksWhichHostIsTheMainOne) {
     Post(*window, Message(Code::kMainServer));
     EXPECT_EQ(window->Form().host->text(), "main.example");
     EXPECT_FALSE(window->Form().mainServer->isEnabled());
+}
+
+// Each section of an init file becomes a saved form, a used name getting a number; the fonts,
+// which the settings file has no room for, are kept beside it and follow a rename.
+TEST_F(TalismanWindowTest, ImportedInitFileSectionsBecomeSavedForms) {
+    auto window = Open();
+    const auto actions = window->findChildren<QAction*>();
+    EXPECT_TRUE(std::any_of(actions.begin(), actions.end(), [](QAction* action) {
+        return action->text().remove('&') == "Import connections from an init file...";
+    }));
+    window->Form().host->setText("old.example");
+    SaveAs(*window, "work");
+    // The middle section was added with an editor that ends lines with CR LF.
+    const auto file = folder.Write(
+        "connections.ini",
+        "; exported\n[work]\nADD=ftp.work.example\nLOGIN=alice\nPASS=s3cret\nFONT=Zurich\n"
+        "[my home]\r\nADD=ftp.home.example\r\nLOGIN=bob\r\nPASS=pw\r\nFONT=DejaVu Sans%\r\n"
+        "[mirror]\nADD=ftp.mirror.example\nLOGIN=anonymous\nPASS=guest\nFONT=Zurich\n");
+    Post(*window, Message(Code::kImportInit).AddString("path", file.string()));
+    EXPECT_EQ(alerts.Texts(), Strings{"3 connections imported."});
+    EXPECT_EQ(ListedForms(*window), (Strings{"work", "work (2)", "my home", "mirror"}));
+    const auto saved = Saved();
+    EXPECT_EQ(saved->GetListName(), (Strings{"work", "work (2)", "my home", "mirror"}));
+    EXPECT_EQ(saved->GetRecord("work")->host, "old.example");
+    const Record_tag* work = saved->GetRecord("work (2)");
+    EXPECT_EQ(work->host, "ftp.work.example");
+    EXPECT_EQ(work->login, "alice");
+    EXPECT_EQ(work->password, "s3cret");
+    EXPECT_EQ(work->port, "21") << "as a new form has it";
+    EXPECT_EQ(saved->GetRecord("my home")->password, "pw");
+
+    Post(*window, Message(Code::kRename).AddString("opt", "my home").AddString("prompt", "home"));
+    FormOptions options(FormOptions::PathBeside(settings.string()));
+    ASSERT_TRUE(options.Load());
+    EXPECT_EQ(options.Get("work (2)", FormOptions::kFont), "Zurich");
+    EXPECT_EQ(options.Get("home", FormOptions::kFont), "DejaVu Sans%");
+    EXPECT_EQ(options.Get("my home", FormOptions::kFont), std::nullopt);
+    EXPECT_EQ(options.Get("work", FormOptions::kFont), std::nullopt);
+    EXPECT_EQ(fs::status(FormOptions::PathBeside(settings.string())).permissions(),
+              fs::perms::owner_read | fs::perms::owner_write);
+
+    // A value that would smuggle a command is refused; a missing file is reported, not created.
+    const auto smuggling = folder.Write("bad.ini", "\n[x]\nADD=h\rSITE EXEC x\nLOGIN=u\n");
+    window->PostMessage(Message(Code::kImportInit).AddString("path", smuggling.string()));
+    const auto missing = folder / "missing.ini";
+    Post(*window, Message(Code::kImportInit).AddString("path", missing.string()));
+    EXPECT_EQ(
+        alerts.Texts(),
+        (Strings{"3 connections imported.",
+                 "No connection imported.\n1 connection left out: a field holds a line break.",
+                 "This file cannot be read:\n" + missing.string()}));
+    EXPECT_FALSE(fs::exists(missing));
+    EXPECT_EQ(ListedForms(*window).size(), 4u);
 }
 
 TEST_F(TalismanWindowTest, AFormThatCannotBeSentStartsNoSession) {

@@ -6,6 +6,7 @@
 
 #include <climits>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -364,6 +365,85 @@ TEST_F(ConfigManagerFileTest, CorruptionWithoutHandlerTellsTheUserAndEnds) {
             ConfigManager(path).LoadConfig();
         },
         ::testing::ExitedWithCode(0), "Your settings file looks corrupted");
+}
+
+TEST(ConfigManagerListTest, RecordsAreFoundByExactNameAndReplacedInTheirPlace) {
+    ConfigManager config("");
+    const auto Add = [&](const std::string& name, int position = -1) {
+        config.AddRecord(std::make_unique<Record_tag>(MakeRecord(name, name + ".org", 0, {})),
+                         position);
+    };
+    for (const char* name : {"A", "B", "C"}) {
+        Add(name);
+    }
+    ASSERT_NE(config.GetRecord("B"), nullptr);
+    EXPECT_EQ(config.GetRecord("B")->host, "B.org");
+    EXPECT_EQ(config.GetRecord("b"), nullptr);
+    EXPECT_EQ(config.GetRecord("B "), nullptr);
+    EXPECT_EQ(config.GetRecord(2L)->name, "C");
+    EXPECT_EQ(config.GetRecord(-1L), nullptr);
+    EXPECT_EQ(config.GetRecord(3L), nullptr);
+
+    EXPECT_EQ(config.RemoveFromList("c"), -1);
+    Record_tag* b = config.GetRecord("B");
+    std::unique_ptr<Record_tag> taken;
+    EXPECT_EQ(config.RemoveFromList("B", &taken), 1);
+    EXPECT_EQ(taken.get(), b) << "handed over, not copied";
+    Add("D", 1);
+    Add("G", 99);  // past the end: appended
+    Add("H", 4);   // exactly the end
+    config.AddRecord(nullptr, 0);
+    EXPECT_EQ(config.GetListName(), (std::vector<std::string>{"A", "D", "C", "G", "H"}));
+}
+
+// Restores an environment variable at the end of the scope.
+class EnvironmentGuard {
+public:
+    explicit EnvironmentGuard(const char* name) : name_(name) {
+        if (const char* value = std::getenv(name)) {
+            saved_ = value;
+        }
+    }
+    ~EnvironmentGuard() { saved_ ? ::setenv(name_, saved_->c_str(), 1) : ::unsetenv(name_); }
+
+private:
+    const char* name_;
+    std::optional<std::string> saved_;
+};
+
+TEST(ConfigManagerPathTest, FollowsXdgConfigHome) {
+    EnvironmentGuard xdg("XDG_CONFIG_HOME");
+    EnvironmentGuard home("HOME");
+    ::setenv("HOME", "/home/someone", 1);
+    const std::string fallback = "/home/someone/.config/Marlowen/Tarvik/Tarvik_settings_data";
+    struct Case {
+        const char* xdg;  // null: unset
+        std::string expected;
+    };
+    const Case cases[] = {
+        {"/x/cfg", "/x/cfg/Marlowen/Tarvik/Tarvik_settings_data"},
+        {nullptr, fallback},
+        {"", fallback},
+        {"relative/cfg", fallback},  // only absolute paths count
+    };
+    for (const auto& c : cases) {
+        c.xdg ? ::setenv("XDG_CONFIG_HOME", c.xdg, 1) : ::unsetenv("XDG_CONFIG_HOME");
+        EXPECT_EQ(ConfigManager::SettingsFile(), c.expected) << (c.xdg ? c.xdg : "(unset)");
+    }
+}
+
+TEST(ConfigManagerPathTest, CreatesThePrivateFolder) {
+    EnvironmentGuard xdg("XDG_CONFIG_HOME");
+    TempDir dir("tarvik-xdg");
+    ::setenv("XDG_CONFIG_HOME", (dir / "cfg").c_str(), 1);
+    ASSERT_TRUE(ConfigManager::CreateSettingsFolder());
+    EXPECT_TRUE(std::filesystem::is_directory(dir / "cfg" / "Marlowen" / "Tarvik"));
+    EXPECT_EQ(ModeOf(dir / "cfg" / "Marlowen" / "Tarvik") & 0077, 0u);
+    EXPECT_TRUE(ConfigManager::CreateSettingsFolder()) << "already there";
+
+    TempDir::WriteFile(dir / "blocked", "a file, not a folder");
+    ::setenv("XDG_CONFIG_HOME", (dir / "blocked").c_str(), 1);
+    EXPECT_FALSE(ConfigManager::CreateSettingsFolder());
 }
 
 }  // namespace
