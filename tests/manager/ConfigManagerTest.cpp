@@ -355,18 +355,6 @@ TEST_F(ConfigManagerFileTest, OutOfRangeStringLengthStopsTheLoadAndKeepsTheFile)
     }
 }
 
-TEST_F(ConfigManagerFileTest, CorruptionWithoutHandlerTellsTheUserAndEnds) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    WriteSettings(ByteWriter().Int(3).Int(0).Int(1).Int(101).Bytes());
-    const std::string path = file_.string();
-    EXPECT_EXIT(
-        {
-            ConfigManager::SetCorruptionHandler(nullptr);
-            ConfigManager(path).LoadConfig();
-        },
-        ::testing::ExitedWithCode(0), "Your settings file looks corrupted");
-}
-
 TEST(ConfigManagerListTest, RecordsAreFoundByExactNameAndReplacedInTheirPlace) {
     ConfigManager config("");
     const auto Add = [&](const std::string& name, int position = -1) {
