@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -13,111 +14,105 @@ namespace {
 
 using namespace std::string_literals;
 using Names = std::vector<std::string>;
-using Entry = Init::Entry;
+using Field = std::optional<std::string>;
 
 std::string Section(const std::string& name, const std::string& host) {
     return "[" + name + "]\nADD=" + host + "\nLOGIN=u\nPASS=p\nFONT=f\n";
 }
 
-class InitTest : public ::testing::Test {
-protected:
-    Init& Reading(const std::string& contents) {
-        EXPECT_TRUE(init.OpenFile(folder.Write("connections.ini", contents).string()));
-        return init;
-    }
-    static void ExpectEntry(const std::optional<Entry>& entry, const std::optional<std::string>& a,
-                            const std::optional<std::string>& l,
-                            const std::optional<std::string>& p,
-                            const std::optional<std::string>& f) {
-        ASSERT_TRUE(entry);
-        EXPECT_EQ(entry->address, a);
-        EXPECT_EQ(entry->login, l);
-        EXPECT_EQ(entry->password, p);
-        EXPECT_EQ(entry->font, f);
-    }
-
+TEST(InitTest, ListsSectionsAndFindsTheirValues) {
+    const std::string huge(10 * 1024, 'x');
+    const std::string kept(Init::kMaxText, 'x');
+    const std::string n46(46, 'n');
+    const std::string n47(47, 'n');
+    struct Lookup {
+        std::string marker;
+        std::optional<std::array<Field, 4>> entry;  // address, login, password, font
+    };
+    struct Case {
+        const char* what;
+        std::string contents;
+        std::optional<Names> listed;
+        std::vector<Lookup> lookups;
+    };
+    const Case cases[] = {
+        {"one section, found again and again, names compared exactly",
+         "\n" + Section("a", "h"),
+         Names{"a"},
+         {{"[a]", {{"h", "u", "p", "f"}}},
+          {"[a]", {{"h", "u", "p", "f"}}},
+          {"[b]", {}},
+          {"[A]", {}}}},
+        {"a header on the first line is found but not listed, InitQvftp never listed",
+         Section("first", "1") + Section("InitQvftp", "2") + Section("b", "3"),
+         Names{"b"},
+         {{"[first]", {{"1", "u", "p", "f"}}}, {"[b]", {{"3", "u", "p", "f"}}}}},
+        {"a missing key takes the later keys from the next section",
+         "\n[a]\nADD=h\nPASS=p\n[b]\nADD=h2\nLOGIN=u2\nPASS=p2\nFONT=f2\n",
+         Names{"a", "b"},
+         {{"[a]", {{"h", std::nullopt, "p2", "f2"}}}, {"[b]", {{"h2", "u2", "p2", "f2"}}}}},
+        // "[" + 47 characters + "]" and its line feed fill the 49-character match window.
+        {"a header too long for the match window cannot be found",
+         "\n" + Section(n46, "46") + Section(n47, "47"),
+         std::nullopt,
+         {{"[" + n46 + "]", {{"46", "u", "p", "f"}}}, {"[" + n47 + "]", {}}}},
+        {"a last value without its line feed never ended",
+         "\n[a]\nADD=h\nLOGIN=u\nPASS=p\nFONT=f",
+         Names{"a"},
+         {{"[a]", {{"h", "u", "p", std::nullopt}}}}},
+        {"long names and values are cut, bytes that are not text are only bytes",
+         "\n["s + huge + "]\n\x01\x7f\n[a]\nADD=" + huge + "\nLOGIN=u\0\xff\nPASS=p\nFONT=f\n"s,
+         Names{kept, "a"},
+         {{"[a]", {{kept, "u\0\xff"s, "p", "f"}}}}},
+    };
     TempDir folder;
-    Init init;
-};
-
-TEST_F(InitTest, ListsASectionAndReturnsItsFourValuesAgainAndAgain) {
-    Init& file = Reading("\n[a]\nADD=h\nLOGIN=u\nPASS=p\nFONT=f\n");
-    EXPECT_EQ(file.GetListSection(), Names{"a"});
-    ExpectEntry(file.FoundEntry("[a]"), "h", "u", "p", "f");
-    ExpectEntry(file.FoundEntry("[a]"), "h", "u", "p", "f");  // read from the start again
-    EXPECT_FALSE(file.FoundEntry("[b]"));
-    EXPECT_FALSE(file.FoundEntry("[A]"));
-}
-
-TEST_F(InitTest, AFirstLineHeaderIsFoundButNotListedAndInitQvftpIsNeverListed) {
-    Init& file = Reading(Section("first", "1") + Section("InitQvftp", "2") + Section("b", "3"));
-    EXPECT_EQ(file.GetListSection(), Names{"b"});
-    ExpectEntry(file.FoundEntry("[first]"), "1", "u", "p", "f");
-    ExpectEntry(file.FoundEntry("[b]"), "3", "u", "p", "f");
-}
-
-TEST_F(InitTest, AMissingKeyTakesTheLaterKeysFromTheNextSection) {
-    Init& file = Reading("\n[a]\nADD=h\nPASS=p\n[b]\nADD=h2\nLOGIN=u2\nPASS=p2\nFONT=f2\n");
-    EXPECT_EQ(file.GetListSection(), (Names{"a", "b"}));
-    ExpectEntry(file.FoundEntry("[a]"), "h", std::nullopt, "p2", "f2");
-    ExpectEntry(file.FoundEntry("[b]"), "h2", "u2", "p2", "f2");
-}
-
-TEST_F(InitTest, NothingLongerThanFortyNineCharactersMatches) {
-    const struct {
-        std::size_t length;
-        bool matches;
-    } patterns[] = {{1, true}, {48, true}, {49, true}, {50, false}, {200, false}};
-    for (const auto& row : patterns) {
-        const std::string pattern(row.length - 1, 'k');
-        bool matched = init.Search('x', pattern + "=", true) != 0;
-        for (char c : std::string(300, 'k') + "=") {
-            matched = matched || init.Search(c, pattern + "=", false) != 0;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Init init;
+        ASSERT_TRUE(init.OpenFile(folder.Write("connections.ini", c.contents).string()));
+        if (c.listed) {
+            EXPECT_EQ(init.GetListSection(), *c.listed);
         }
-        EXPECT_EQ(matched, row.matches) << row.length;
+        for (const Lookup& lookup : c.lookups) {
+            const auto entry = init.FoundEntry(lookup.marker);
+            ASSERT_EQ(entry.has_value(), lookup.entry.has_value()) << lookup.marker;
+            if (entry) {
+                EXPECT_EQ((std::array<Field, 4>{entry->address, entry->login, entry->password,
+                                                entry->font}),
+                          *lookup.entry);
+            }
+        }
     }
-    // "[" + 47 characters + "]" and its line feed make 50: that section cannot be found.
-    Init& file =
-        Reading("\n" + Section(std::string(46, 'n'), "46") + Section(std::string(47, 'n'), "47"));
-    ExpectEntry(file.FoundEntry("[" + std::string(46, 'n') + "]"), "46", "u", "p", "f");
-    EXPECT_FALSE(file.FoundEntry("[" + std::string(47, 'n') + "]"));
 }
 
-TEST_F(InitTest, EachReaderHasItsOwnMatchWindow) {
-    Init other;
-    EXPECT_EQ(init.Search('A', "AB", true), 0);
-    EXPECT_EQ(other.Search('X', "XY", true), 0);
-    EXPECT_EQ(init.Search('B', "AB", false), 1);
-    EXPECT_EQ(other.Search('Y', "XY", false), 1);
-}
-
-TEST_F(InitTest, AMissingFileIsCreatedEmptyAndYieldsNothing) {
+TEST(InitTest, AMissingFileIsCreatedEmptyAndYieldsNothing) {
+    TempDir folder;
     const auto path = folder / "absent.ini";
+    Init init;
     ASSERT_TRUE(init.OpenFile(path.string()));
-    EXPECT_TRUE(std::filesystem::is_regular_file(path));
     EXPECT_EQ(std::filesystem::file_size(path), 0u);
     EXPECT_TRUE(init.GetListSection().empty());
     EXPECT_FALSE(init.FoundEntry("[a]"));
-    EXPECT_FALSE(init.GetField("ADD="));
 }
 
-TEST_F(InitTest, TruncatedLongAndBinaryInputIsBounded) {
-    // The last value has no line feed: it never ended, so it is not given.
-    ExpectEntry(Reading("\n[a]\nADD=h\nLOGIN=u\nPASS=p\nFONT=f").FoundEntry("[a]"), "h", "u", "p",
-                std::nullopt);
-    // A 10 KB header and value are cut to 255 bytes; bytes that are not text are only bytes.
-    const std::string huge(10 * 1024, 'x');
-    Init& file = Reading("\n["s + huge + "]\n\x01\x7f\n[a]\nADD=" + huge +
-                         "\nLOGIN=u\0\xff\nPASS=p\nFONT=f\n"s);
-    EXPECT_EQ(file.GetListSection(), (Names{std::string(Init::kMaxText, 'x'), "a"}));
-    ExpectEntry(file.FoundEntry("[a]"), std::string(Init::kMaxText, 'x'), "u\0\xff"s, "p", "f");
+// Two readers at once (two imports) must not share what they have read.
+TEST(InitTest, EachReaderHasItsOwnMatchWindow) {
+    Init one;
+    Init other;
+    EXPECT_EQ(one.Search('A', "AB", true), 0);
+    EXPECT_EQ(other.Search('X', "XY", true), 0);
+    EXPECT_EQ(one.Search('B', "AB", false), 1);
+    EXPECT_EQ(other.Search('Y', "XY", false), 1);
 }
 
-TEST_F(InitTest, TracesProgressButNeverAValue) {
+TEST(InitTest, TracesProgressButNeverAValue) {
+    TempDir folder;
+    Init init;
+    ASSERT_TRUE(init.OpenFile(
+        folder.Write("a.ini", "\n[a]\nADD=h\nLOGIN=u\nPASS=Secret123\nFONT=f\n").string()));
     std::ostringstream trace;
-    Init& file = Reading("\n[a]\nADD=h\nLOGIN=u\nPASS=Secret123\nFONT=f\n");
-    file.SetTrace(&trace);
-    ExpectEntry(file.FoundEntry("[a]"), "h", "u", "Secret123", "f");
+    init.SetTrace(&trace);
+    ASSERT_TRUE(init.FoundEntry("[a]"));
     EXPECT_NE(trace.str().find("([a]) Found"), std::string::npos) << trace.str();
     EXPECT_EQ(trace.str().find("Secret123"), std::string::npos) << trace.str();
 }

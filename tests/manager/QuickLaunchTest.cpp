@@ -3,16 +3,14 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "ByteWriter.h"
 #include "TempDir.h"
 
 namespace {
 
-// A length-prefixed line: 32-bit little-endian length counting the text and its zero byte.
+// A line as the file holds it: its length counting the zero byte, the text, the zero byte.
 std::string Line(const std::string& text) {
-    const auto length = static_cast<std::uint32_t>(text.size() + 1);
-    return std::string{static_cast<char>(length & 0xFF), static_cast<char>((length >> 8) & 0xFF),
-                       static_cast<char>((length >> 16) & 0xFF), static_cast<char>(length >> 24)} +
-           text + '\0';
+    return ByteWriter().Int(static_cast<std::int32_t>(text.size() + 1)).Raw(text).Byte(0).Bytes();
 }
 
 TEST(QuickLaunchTest, WritesSevenLinesAndReadsThemBack) {
@@ -34,16 +32,16 @@ TEST(QuickLaunchTest, WritesSevenLinesAndReadsThemBack) {
 
 TEST(QuickLaunchTest, ForeignOrTruncatedFiles) {
     TempDir folder;
-    const std::string marker = Line("TarvikQuick-Launch");
     const std::string zero(4, '\0');
     EXPECT_FALSE(QuickLaunch::Read((folder / "missing").string()));
     EXPECT_FALSE(QuickLaunch::Read(folder.Write("foreign", Line("SomethingElse")).string()));
     EXPECT_FALSE(QuickLaunch::Read(folder.Write("zero", zero).string()));
-    const std::string huge = "\x01\x14\x00\x00";  // 5121: one beyond the longest line
-    EXPECT_FALSE(QuickLaunch::Read(folder.Write("huge", huge + std::string(5121, 'x')).string()));
+    const std::string huge = ByteWriter().Int(5121).Raw(std::string(5121, 'x')).Bytes();
+    EXPECT_FALSE(QuickLaunch::Read(folder.Write("huge", huge).string()))
+        << "one beyond the longest";
     // A later line out of range, or a file cut short, leaves the field empty.
-    auto partial =
-        QuickLaunch::Read(folder.Write("partial", marker + Line("host") + zero).string());
+    auto partial = QuickLaunch::Read(
+        folder.Write("partial", Line("TarvikQuick-Launch") + Line("host") + zero).string());
     ASSERT_TRUE(partial);
     EXPECT_EQ(partial->host, "host");
     EXPECT_EQ(partial->user, "");

@@ -14,41 +14,24 @@ void Click(QWidget* widget, Qt::MouseButton button, Qt::MouseButtons held) {
     QApplication::sendEvent(widget, &press);
 }
 
-// A blue file bar, half full: its slanted leading edge is at x = 142.
-class IndicatorWidgetTest : public ::testing::Test {
-protected:
-    IndicatorWidgetTest() {
-        indicator.SetBlueBar();
-        indicator.resize(300, 31);
-        indicator.SetMax(100);
-        indicator.SetPosition(50);
-    }
-    Indicator indicator{"FileInProgress", 2};
-    const QColor blue{51, 152, 255};
-    const QColor white{255, 255, 255};
-};
-
 }  // namespace
 
-TEST_F(IndicatorWidgetTest, ThePrimaryButtonTogglesThePercentageOthersMoveTheTexts) {
-    Click(&indicator, Qt::LeftButton, Qt::LeftButton);
-    EXPECT_TRUE(indicator.PercentInBar());
-    Click(&indicator, Qt::RightButton, Qt::RightButton);
-    EXPECT_EQ(indicator.InfoMode(), 3) << "texts below the bar";
-    Click(&indicator, Qt::LeftButton, Qt::LeftButton | Qt::RightButton);
-    EXPECT_EQ(indicator.InfoMode(), 2) << "two buttons count as not the primary alone";
-    EXPECT_TRUE(indicator.PercentInBar());
-
-    Indicator barOnly("bar", 7);
-    Click(&barOnly, Qt::RightButton, Qt::RightButton);
-    EXPECT_EQ(barOnly.InfoMode(), 1) << "a bar without texts has nothing to move";
-}
-
-TEST_F(IndicatorWidgetTest, TheBarFillsItsShareAndThePercentageIsWrittenInside) {
+// A blue file bar, half full: its slanted leading edge is at x = 142. Other buttons move the
+// texts; a click of the primary button alone writes the percentage inside the bar, and only there.
+TEST(IndicatorWidgetTest, TheBarFillsItsShareAndAPrimaryClickWritesThePercentageInside) {
+    Indicator indicator("FileInProgress", 2);
+    indicator.SetBlueBar();
+    indicator.resize(300, 31);
+    indicator.SetMax(100);
+    indicator.SetPosition(50);
     const QImage plain = indicator.grab().toImage();
-    EXPECT_EQ(plain.pixelColor(60, 21), blue);
-    EXPECT_EQ(plain.pixelColor(250, 21), white);
-    indicator.SetPercentInBar(true);
+    EXPECT_EQ(plain.pixelColor(60, 21), QColor(51, 152, 255));
+    EXPECT_EQ(plain.pixelColor(250, 21), QColor(Qt::white));
+    Click(&indicator, Qt::RightButton, Qt::RightButton);
+    EXPECT_NE(indicator.grab().toImage(), plain) << "other buttons move the texts";
+    Click(&indicator, Qt::LeftButton, Qt::LeftButton | Qt::RightButton);
+    EXPECT_EQ(indicator.grab().toImage(), plain) << "two buttons are not the primary alone";
+    Click(&indicator, Qt::LeftButton, Qt::LeftButton);
     const QImage withPercent = indicator.grab().toImage();
     int changedInside = 0;
     int changedOutside = 0;

@@ -4,9 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
 
-#include "GuiWait.h"
 #include "MultiListDriver.h"
 #include "ScriptedAlerts.h"
 #include "TransferInfo.h"
@@ -48,24 +46,6 @@ protected:
     FakeTransfer b{"b.iso"};
     FakeTransfer c{"c.iso"};
 };
-
-TEST_F(XFerWinTest, ItComesWithTheFirstTransferFromAnyThreadAndGoesWithTheLast) {
-    EXPECT_TRUE(window.isHidden());
-    EXPECT_EQ(window.List()->StatusText(), "0 Items");
-    std::thread worker([this] { window.AddEntry(&a, true); });
-    ASSERT_TRUE(WaitUntil([this] { return !window.isHidden(); }));
-    worker.join();
-    EXPECT_EQ(window.List()->StatusText(), "1 Item");
-    EXPECT_EQ(Cell(0, "File"), "...");
-    window.AddEntry(&b, false);
-    EXPECT_EQ(window.List()->StatusText(), "2 Items");
-    window.RemoveEntry(&a);
-    EXPECT_FALSE(window.isHidden());
-    window.RemoveEntry(&b);
-    EXPECT_TRUE(window.isHidden());
-    window.RemoveEntry(&b);  // gone already: nothing happens
-    EXPECT_TRUE(window.isHidden());
-}
 
 TEST_F(XFerWinTest, EachPassShowsTheTextsBytesPercentageAndSpeedOfItsRow) {
     window.AddEntry(&a, true);
