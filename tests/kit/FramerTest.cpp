@@ -56,10 +56,13 @@ TEST_F(FramerTest, PanesMeetTheTabWhichStaysInsideAndKeepsItsShare) {
     EXPECT_EQ(stacked.GetRect2(), QRect(0, 54, 100, 147));
 }
 
-TEST_F(FramerTest, OnlyThePrimaryButtonDragsTheTab) {
+TEST_F(FramerTest, OnlyThePrimaryButtonDragsTheTabAndNoFurtherThanThePanesAllow) {
     Drag(150, 90, Qt::RightButton, Qt::RightButton);
     Drag(150, 90, Qt::LeftButton, Qt::LeftButton | Qt::RightButton);
     EXPECT_EQ(framer->GetTabPosition().x(), 150);
     Drag(150, 90, Qt::LeftButton, Qt::LeftButton);
     EXPECT_EQ(framer->GetView1()->width(), 87);
+    framer->GetView2()->setMinimumWidth(100);
+    Drag(90, 290, Qt::LeftButton, Qt::LeftButton);
+    EXPECT_EQ(framer->GetView2()->width(), 100) << "a pane's captions are never cut by a drag";
 }
