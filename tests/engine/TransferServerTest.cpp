@@ -8,12 +8,11 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
-#include <map>
 #include <mutex>
+#include <set>
 #include <thread>
 
 #include "FTPcommand.h"
-#include "ListingMonitor.h"
 #include "PyFtpServer.h"
 #include "Recorders.h"
 #include "TestCertificate.h"
@@ -199,29 +198,80 @@ TEST_P(TransferServerTest, StoppedDownloadKeepsItsPartAndResumeCompletesIt) {
     EXPECT_EQ(Count(*server, "REST " + std::to_string(partial - overlap)), 2);
 }
 
+// Over MLSD where the server offers it, and then over LIST: the same entries either way.
 TEST_P(TransferServerTest, ListingReadsTheServersLines) {
     fs::create_directories(server->Pub() / "sub dir");
-    TempDir::WriteFile(server->Pub() / "file one.txt", "12345");
-    fs::create_symlink("file one.txt", server->Pub() / "link");
-    FTPcommand::Items files;
-    FTPcommand::Items directories;
-    ASSERT_EQ(ftp->LISTING(nullptr, &files, &directories, nullptr, Mode(), nullptr, nullptr), 0);
-    auto has = [](const FTPcommand::Items& items, const std::string& text, int type) {
-        return std::any_of(items.begin(), items.end(), [&](const EntryStringItem& item) {
-            return item.text == text && item.type == type;
-        });
+    TempDir::WriteFile(server->Pub() / "name with  spaces.txt", "12345");
+    const fs::path huge = TempDir::WriteFile(server->Pub() / "huge.iso", "");
+    fs::resize_file(huge, 5000000000LL);  // sparse: no disk used
+    const std::time_t time = 1795701780;  // 2026-11-26 14:03 UTC
+    const timespec times[2] = {{time, 0}, {time, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, huge.c_str(), times, 0), 0);
+    fs::create_symlink("name with  spaces.txt", server->Pub() / "link");
+    // Name, type and pane (0 files, 1 directories) of each entry.
+    using Entries = std::set<std::tuple<std::string, int, int>>;
+    auto list = [&](bool mlsd) {
+        FTPcommand::Items panes[2];
+        EXPECT_EQ(ftp->LISTING(nullptr, &panes[0], &panes[1], nullptr, Mode(), nullptr, nullptr),
+                  0);
+        Entries entries;
+        for (int pane : {0, 1}) {
+            for (const EntryStringItem& item : panes[pane]) {
+                entries.emplace(item.text, item.type, pane);
+                if (item.text == "huge.iso") {
+                    EXPECT_EQ(item.modified, mlsd ? std::optional(time) : std::nullopt);
+                }
+            }
+        }
+        EXPECT_EQ(ftp->FindSize("name with  spaces.txt"), 5);
+        EXPECT_EQ(ftp->FindSize("huge.iso"), 5000000000LL);
+        EXPECT_EQ(ftp->PWD(), "/pub");  // the control connection is ready for the next command
+        return entries;
     };
-    EXPECT_TRUE(has(directories, "sub dir", EntryStringItem::Directory));
-    EXPECT_TRUE(has(files, "file one.txt", EntryStringItem::File));
-    EXPECT_EQ(ftp->FindSize("file one.txt"), 5);
+    const int f = EntryStringItem::File;
+    const int l = EntryStringItem::Link;
+    const Entries plain = {{"sub dir", EntryStringItem::Directory, 1},
+                           {"name with  spaces.txt", f, 0},
+                           {"huge.iso", f, 0}};
     // A link is offered in both panes. pyftpdlib's MLSD names a link by what it points to.
-    if (server->Name() == "pyftpdlib") {
-        EXPECT_TRUE(has(files, "link", EntryStringItem::File));
-    } else {
-        EXPECT_TRUE(has(files, "link", EntryStringItem::Link));
-        EXPECT_TRUE(has(directories, "link", EntryStringItem::Link));
+    auto with = [&](const Entries& links) {
+        Entries all = plain;
+        all.insert(links.begin(), links.end());
+        return all;
+    };
+    const Entries linked = with({{"link", l, 0}, {"link", l, 1}});
+    const bool mlsd = ftp->OffersMlsd();
+    EXPECT_EQ(list(mlsd), server->Name() == "pyftpdlib" && mlsd ? with({{"link", f, 0}}) : linked);
+    if (mlsd) {
+        ftp->AllowMlsd(false);
+        EXPECT_EQ(list(false), linked);
+        EXPECT_EQ(Count(*server, "MLSD"), 1);
+        EXPECT_EQ(Count(*server, "LIST"), 1);
     }
-    EXPECT_EQ(ftp->PWD(), "/pub");  // the control connection is ready for the next command
+}
+
+TEST_P(TransferServerTest, NamesTravelAsTheServersBytesDownAndUp) {
+    const Strings names = {"caf\xC3\xA9 \xE2\x98\x95.txt", "\xFE caf\xE9.bin"};
+    for (const std::string& name : names) {
+        TempDir::WriteFile(server->Pub() / name, "contents of " + name);
+    }
+    ASSERT_EQ(ftp->BINARY(), 0);
+    FTPcommand::Items files;
+    ASSERT_EQ(ftp->LISTING(nullptr, &files, nullptr, nullptr, Mode(), nullptr, nullptr), 0);
+    ASSERT_EQ(files.size(), 2u);
+    for (const std::string& name : names) {
+        SCOPED_TRACE(testing::PrintToString(name));
+        EXPECT_TRUE(files[0].text == name || files[1].text == name);
+        ASSERT_EQ(ftp->GETBINARY(name.c_str(), Local().c_str(), nullptr, Mode(), false), 0);
+        EXPECT_EQ(TempDir::Read(local / name), "contents of " + name);
+        fs::remove(server->Pub() / name);
+        ASSERT_EQ(ftp->PUTBINARY(name.c_str(), Local().c_str(), nullptr, Mode()), 0);
+        EXPECT_EQ(TempDir::Read(server->Pub() / name), "contents of " + name);
+    }
+    EXPECT_EQ(std::distance(fs::directory_iterator(local.Path()), fs::directory_iterator()), 2);
+    if (ftp->OffersUtf8()) {
+        EXPECT_EQ(Count(*server, "OPTS UTF8 ON"), 1);
+    }
 }
 
 std::string SetupName(const ::testing::TestParamInfo<Setup>& info) {
@@ -308,104 +358,6 @@ TEST(LogOnServerTest, CredentialsNeverLeaveBeforeTheServerIsTrusted) {
     EXPECT_EQ(Count(plain, "USER") + Count(plain, "PASS"), 0);
     EXPECT_EQ(alerts.Texts(), Strings{"The server does not offer TLS: the log-on stopped before "
                                       "the user name and password were sent."});
-}
-
-// Listings over MLSD and names as bytes, against pyftpdlib, which offers MLSD and UTF8.
-class MlsdServerTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        ftp = Session(log);
-        ASSERT_EQ(ftp->Init("127.0.0.1", server.PortText().c_str(), server.User().c_str(),
-                            server.Password().c_str(), nullptr),
-                  0);
-        ASSERT_EQ(ftp->CWD("/pub"), 0);
-    }
-    // Name, pane type and size of each listed entry, sorted; the raw lines go to `view`.
-    using Entry = std::tuple<std::string, int, long long>;
-    std::vector<Entry> List(Strings* view = nullptr) {
-        struct View : ListingMonitor {
-            void Clear() override {}
-            void AddLine(const EntryStringItem& line) override { lines.push_back(line.text); }
-            void ShowLast() override {}
-            Strings lines;
-        } shown;
-        FTPcommand::Items files;
-        FTPcommand::Items directories;
-        EXPECT_EQ(ftp->LISTING(nullptr, &files, &directories, nullptr, 1, &shown, nullptr), 0);
-        std::vector<Entry> entries;
-        for (const auto* items : {&files, &directories}) {
-            for (const EntryStringItem& item : *items) {
-                entries.emplace_back(item.text, item.type, ftp->FindSize(item.text.c_str()));
-                modified[item.text] = item.modified;
-            }
-        }
-        if (view != nullptr) {
-            *view = shown.lines;
-        }
-        std::sort(entries.begin(), entries.end());
-        return entries;
-    }
-
-    PyFtpServer server;
-    LogRecorder log;
-    std::unique_ptr<FTPcommand> ftp;
-    std::map<std::string, std::optional<std::time_t>> modified;
-};
-
-TEST_F(MlsdServerTest, MlsdListsWhatListListsWithSizesPast32Bits) {
-    fs::create_directories(server.Pub() / "a folder");
-    TempDir::WriteFile(server.Pub() / "name with  spaces.txt", "12345");
-    fs::resize_file(TempDir::WriteFile(server.Pub() / "huge.iso", ""), 5000000000LL);  // sparse
-    const std::time_t time = 1795701780;  // 2026-11-26 14:03 UTC
-    const timespec times[2] = {{time, 0}, {time, 0}};
-    ASSERT_EQ(utimensat(AT_FDCWD, (server.Pub() / "huge.iso").c_str(), times, 0), 0);
-    EXPECT_TRUE(ftp->OffersMlsd() && ftp->OffersUtf8() && ftp->OffersSize() &&
-                ftp->OffersRestStream());
-
-    Strings mlsdLines;
-    auto overMlsd = List(&mlsdLines);
-    EXPECT_EQ(modified["huge.iso"], time);  // the pane's tooltip shows it
-    ftp->AllowMlsd(false);
-    Strings listLines;
-    EXPECT_EQ(List(&listLines), overMlsd);
-    ASSERT_EQ(overMlsd.size(), 3u);
-    EXPECT_EQ(std::get<1>(overMlsd[0]), EntryStringItem::Directory);
-    EXPECT_EQ(overMlsd[1], Entry("huge.iso", EntryStringItem::File, 5000000000LL));
-    EXPECT_EQ(overMlsd[2], Entry("name with  spaces.txt", EntryStringItem::File, 5));
-    // The full listing shows the server's own lines either way: pyftpdlib sorts MLSD's facts.
-    EXPECT_EQ(mlsdLines.size(), 3u);
-    for (const std::string& line : mlsdLines) {
-        EXPECT_TRUE(line.starts_with("modify=")) << line;
-    }
-    EXPECT_EQ(std::count_if(listLines.begin(), listLines.end(),
-                            [](const std::string& line) { return line.starts_with("-"); }),
-              2);  // ls -l lines of the two files
-    EXPECT_EQ(Count(server, "MLSD"), 1);
-    EXPECT_EQ(Count(server, "LIST"), 1);
-    EXPECT_EQ(Count(server, "OPTS UTF8 ON"), 1);
-}
-
-TEST_F(MlsdServerTest, NamesTravelAsTheServersBytesDownAndUp) {
-    const Strings names = {"caf\xC3\xA9 \xE2\x98\x95.txt", "\xFF\xFE.bin"};
-    for (const std::string& name : names) {
-        TempDir::WriteFile(server.Pub() / name, "contents of " + name);
-    }
-    ASSERT_EQ(ftp->BINARY(), 0);
-    auto listed = List();
-    ASSERT_EQ(listed.size(), 2u);
-    EXPECT_EQ(std::get<0>(listed[0]), names[0]);
-    EXPECT_EQ(std::get<0>(listed[1]), names[1]);
-    TempDir local;
-    const std::string folder = local.Path().string() + "/";
-    for (const std::string& name : names) {
-        SCOPED_TRACE(testing::PrintToString(name));
-        ASSERT_EQ(ftp->GETBINARY(name.c_str(), folder.c_str(), nullptr, 1, false), 0);
-        EXPECT_EQ(TempDir::Read(local / name), "contents of " + name);
-        fs::remove(server.Pub() / name);
-        ASSERT_EQ(ftp->PUTBINARY(name.c_str(), folder.c_str(), nullptr, 1), 0);
-        EXPECT_EQ(TempDir::Read(server.Pub() / name), "contents of " + name);
-    }
-    EXPECT_EQ(std::distance(fs::directory_iterator(local.Path()), fs::directory_iterator()), 2);
 }
 
 }  // namespace
