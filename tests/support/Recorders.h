@@ -10,16 +10,20 @@
 #include "LogMonitor.h"
 #include "StatusMonitor.h"
 
-// Lines that the engine's workers report, read back by the test.
-class LockedLines {
+// What the engine's workers report, recorded under a lock and read back by the test.
+class LogRecorder : public LogMonitor {
 public:
-    void Add(const std::string& line) {
+    void AddLine(const std::string& line) override {
         std::lock_guard lock(mutex_);
         lines_.push_back(line);
     }
-    std::vector<std::string> All() const {
+    std::vector<std::string> Lines() const {
         std::lock_guard lock(mutex_);
         return lines_;
+    }
+    bool Contains(const std::string& line) const {
+        auto lines = Lines();
+        return std::find(lines.begin(), lines.end(), line) != lines.end();
     }
 
 private:
@@ -31,26 +35,13 @@ private:
 class AlertRecorder {
 public:
     AlertRecorder() {
-        AlertHook::Set([this](const std::string& text) { texts_.Add(text); });
+        AlertHook::Set([this](const std::string& text) { texts_.AddLine(text); });
     }
     ~AlertRecorder() { AlertHook::Set(nullptr); }
-    std::vector<std::string> Texts() const { return texts_.All(); }
+    std::vector<std::string> Texts() const { return texts_.Lines(); }
 
 private:
-    LockedLines texts_;
-};
-
-class LogRecorder : public LogMonitor {
-public:
-    void AddLine(const std::string& line) override { lines_.Add(line); }
-    std::vector<std::string> Lines() const { return lines_.All(); }
-    bool Contains(const std::string& line) const {
-        auto all = lines_.All();
-        return std::find(all.begin(), all.end(), line) != all.end();
-    }
-
-private:
-    LockedLines lines_;
+    LogRecorder texts_;
 };
 
 class StatusRecorder : public StatusMonitor {

@@ -60,16 +60,10 @@ PyFtpServer::PyFtpServer(std::vector<Account> accounts, int bytesPerSecond,
                          const std::string& address, const std::vector<std::string>& extra)
     : TestServer("pyftpdlib"), accounts_(std::move(accounts)) {
     // Debian's interpreter: the python3 first on PATH may be another one, without pyftpdlib.
-    std::vector<std::string> arguments = {"/usr/bin/python3",
-                                          TARVIK_TEST_SUPPORT_DIR "/ftpd.py",
-                                          "--root",
-                                          root_.string(),
-                                          "--log",
-                                          log_.string(),
-                                          "--address",
-                                          address,
-                                          "--rate",
-                                          std::to_string(bytesPerSecond)};
+    std::vector<std::string> arguments = {"/usr/bin/python3", TARVIK_TEST_SUPPORT_DIR "/ftpd.py"};
+    arguments.insert(arguments.end(), {"--root", root_.string(), "--log", log_.string()});
+    arguments.insert(arguments.end(),
+                     {"--address", address, "--rate", std::to_string(bytesPerSecond)});
     for (const auto& account : accounts_) {
         arguments.insert(arguments.end(), {"--user", account.name + ":" + account.password});
     }
