@@ -1,12 +1,9 @@
-// Line-end conversion, the listing cache, URLs of the command-line driver, what a server offers
-// in its answer to FEAT (RFC 2389) and names as bytes.
+// Line-end conversion, the listing cache, URLs of the command-line driver and names as bytes.
 #include <gtest/gtest.h>
 
 #include "AsciiConversion.h"
 #include "Cache.h"
-#include "Features.h"
 #include "FtpUrl.h"
-#include "ReplyReader.h"
 #include "Utf8Text.h"
 
 namespace {
@@ -88,55 +85,6 @@ TEST(FtpUrlTest, ReadsEveryPart) {
     for (const char* bad : {"http://host/", "ftp://host:port/", "ftp://host/%zz"}) {
         EXPECT_FALSE(FtpUrl::Parse(bad)) << bad;
     }
-}
-
-TEST(FeaturesTest, ReadsTheFeaturesOfAFeatReply) {
-    struct Case {
-        const char* name;
-        FtpReply reply;
-        bool mlsd, utf8, size, restStream;
-    };
-    const Case cases[] = {
-        {"pyftpdlib: MLST stands for MLSD, REST with STREAM",
-         {211,
-          {"211-Features supported:", " EPRT", " MDTM", " MLST type*;size*;modify*;",
-           " REST STREAM", " SIZE", " TVFS", " UTF8", "211 End FEAT."}},
-         true,
-         true,
-         true,
-         true},
-        {"lower case, MLSD named itself, extra spaces",
-         {211, {"211-Extensions:", "  mlsd", " utf8  ", " size", " rest   stream ", "211 End"}},
-         true,
-         true,
-         true,
-         true},
-        {"the code repeated on each line; REST without STREAM",
-         {211, {"211-Features:", "211-SIZE", "211- REST", "211 End"}},
-         false,
-         false,
-         true,
-         false},
-        {"not implemented", {502, {"502 Command not implemented."}}, false, false, false, false},
-        {"a feature name with control bytes is no feature",
-         {211, {"211-Features:", " \x01UTF8", " \x7fSIZE", "211 End"}},
-         false,
-         false,
-         false,
-         false},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Features features = Features::FromReply(c.reply);
-        EXPECT_EQ(features.OffersMlsd(), c.mlsd);
-        EXPECT_EQ(features.OffersUtf8(), c.utf8);
-        EXPECT_EQ(features.OffersSize(), c.size);
-        EXPECT_EQ(features.OffersRestStream(), c.restStream);
-    }
-    Features pyftpdlib = Features::FromReply(cases[0].reply);
-    EXPECT_EQ(pyftpdlib.Parameters("mlst"), "type*;size*;modify*;");
-    EXPECT_EQ(pyftpdlib.Parameters("TVFS"), "");
-    EXPECT_EQ(pyftpdlib.Parameters("LANG"), std::nullopt);
 }
 
 TEST(Utf8TextTest, TellsUtf8NamesAndShowsOtherBytesAsReplacementCharacters) {

@@ -1,7 +1,9 @@
 // Replies as the standard frames them: the code is the first three digits of the first line, a
-// "ddd-" reply ends at "ddd ", and digits anywhere else mean nothing.
+// "ddd-" reply ends at "ddd ", and digits anywhere else mean nothing. What the replies carry: a
+// path, a passive port, the features of a server (RFC 2389).
 #include <gtest/gtest.h>
 
+#include "Features.h"
 #include "Reply.h"
 #include "ReplyReader.h"
 
@@ -78,6 +80,34 @@ TEST(ReplyTest, ParsesThePathAndThePassivePorts) {
     for (const auto& [text, port] : extended) {
         EXPECT_EQ(Reply::ExtendedPassivePort(text), port) << text;
     }
+}
+
+TEST(FeaturesTest, ReadsTheFeaturesOfAFeatReply) {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"pyftpdlib: MLST stands for MLSD, REST with STREAM",
+         "211-Features supported:\n EPRT\n MDTM\n MLST type*;size*;modify*;\n REST STREAM\n"
+         " SIZE\n TVFS\n UTF8\n211 End FEAT.\n",
+         " MLSD UTF8 SIZE REST"},
+        {"lower case, MLSD named itself, extra spaces",
+         "211-Extensions:\n  mlsd\n utf8  \n size\n rest   stream \n211 End\n",
+         " MLSD UTF8 SIZE REST"},
+        {"the code repeated on each line; REST without STREAM",
+         "211-Features:\n211-SIZE\n211- REST\n211 End\n", " SIZE"},
+        {"not implemented", "502 Command not implemented.\n", ""},
+        {"a name with control bytes is no feature", "211-Features:\n \x01UTF8\n \x7fSIZE\n211 E\n",
+         ""},
+    };
+    for (const auto& [name, bytes, offered] : cases) {
+        const Features f = Features::FromReply(Framed(bytes, 100).front());
+        EXPECT_EQ(std::string(f.OffersMlsd() ? " MLSD" : "") + (f.OffersUtf8() ? " UTF8" : "") +
+                      (f.OffersSize() ? " SIZE" : "") + (f.OffersRestStream() ? " REST" : ""),
+                  offered)
+            << name;
+    }
+    Features pyftpdlib = Features::FromReply(Framed(std::get<1>(cases[0]), 100).front());
+    EXPECT_EQ(pyftpdlib.Parameters("mlst"), "type*;size*;modify*;");
+    EXPECT_EQ(pyftpdlib.Parameters("TVFS"), "");
+    EXPECT_EQ(pyftpdlib.Parameters("LANG"), std::nullopt);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <cctype>
 #include <fstream>
 #include <random>
+#include <regex>
 #include <set>
 #include <stdexcept>
 
@@ -38,13 +39,24 @@ void TestServer::Launch(const std::vector<std::string>& arguments, const std::st
     }
 }
 
-std::vector<std::string> TestServer::LogLines() const {
-    std::vector<std::string> lines;
+std::vector<std::vector<std::string>> TestServer::LogMatches(const std::string& pattern) const {
+    const std::regex regex(pattern);
+    std::vector<std::vector<std::string>> found;
     std::ifstream in(log_);
     for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
+        if (std::smatch match; std::regex_search(line, match, regex)) {
+            found.emplace_back(match.begin(), match.end());
+        }
     }
-    return lines;
+    return found;
+}
+
+std::vector<std::string> TestServer::Commands(const std::string& pattern) const {
+    std::vector<std::string> commands;
+    for (const auto& match : LogMatches(pattern)) {
+        commands.push_back(match[1]);
+    }
+    return commands;
 }
 
 std::string RandomBytes(std::size_t size, unsigned seed) {
@@ -111,16 +123,7 @@ public:
     }
 
     std::vector<std::string> Commands() const override {
-        // ... FTP command: Client "127.0.0.1", "CWD /pub"
-        std::vector<std::string> commands;
-        for (const std::string& line : LogLines()) {
-            std::size_t at = line.find("FTP command: Client \"");
-            std::size_t open = at == std::string::npos ? at : line.find("\", \"", at);
-            if (open != std::string::npos && line.size() > open + 5) {
-                commands.push_back(line.substr(open + 4, line.size() - open - 5));
-            }
-        }
-        return commands;
+        return TestServer::Commands(R"re(FTP command: Client "[^"]*", "(.*)"$)re");
     }
 };
 
@@ -165,23 +168,15 @@ public:
         // dispatching command 'CWD'", then "[pid] <command:7>: dispatching PRE_CMD command
         // 'CWD /pub' to mod_core.c" once for each module that looks at it. PASS shows as
         // "PASS (hidden)".
-        constexpr std::string_view kCommand = "dispatching PRE_CMD command '";
         std::vector<std::string> commands;
         std::set<std::string> starting;
-        for (const std::string& line : LogLines()) {
-            std::size_t open = line.find('[');
-            std::size_t close = line.find(']', open);
-            if (close == std::string::npos) {
-                continue;
-            }
-            std::string session = line.substr(open, close - open);
-            std::size_t at = line.find(kCommand);
-            std::size_t end = line.rfind("' to mod_");
-            if (line.find("clearing response lists before dispatching") != std::string::npos) {
-                starting.insert(session);
-            } else if (at != std::string::npos && end != std::string::npos && end > at &&
-                       starting.erase(session) > 0) {
-                commands.push_back(line.substr(at + kCommand.size(), end - at - kCommand.size()));
+        for (const auto& match :
+             LogMatches(R"(\[(\d+)\] <\w+:\d>: (?:clearing response lists )"
+                        R"(before dispatching|dispatching PRE_CMD command '(.*)' to mod_))")) {
+            if (!match[2].empty() && starting.erase(match[1]) > 0) {
+                commands.push_back(match[2]);
+            } else if (match[2].empty()) {
+                starting.insert(match[1]);
             }
         }
         return commands;
@@ -242,19 +237,10 @@ public:
 
     std::vector<std::string> Commands() const override {
         // (tester@127.0.0.1) [DEBUG] Command [cwd] [/pub]; the verb in lower case.
-        constexpr std::string_view kMarker = "[DEBUG] Command [";
         std::vector<std::string> commands;
-        for (const std::string& line : LogLines()) {
-            std::size_t at = line.find(kMarker);
-            std::size_t verbEnd =
-                at == std::string::npos ? at : line.find("] [", at + kMarker.size());
-            if (verbEnd == std::string::npos || line.back() != ']') {
-                continue;
-            }
-            std::string command = line.substr(at + kMarker.size(), verbEnd - at - kMarker.size());
-            std::transform(command.begin(), command.end(), command.begin(), ::toupper);
-            std::string argument = line.substr(verbEnd + 3, line.size() - verbEnd - 4);
-            commands.push_back(argument.empty() ? command : command + " " + argument);
+        for (auto match : LogMatches(R"(\[DEBUG\] Command \[([^\]]*)\] \[(.*)\]$)")) {
+            std::transform(match[1].begin(), match[1].end(), match[1].begin(), ::toupper);
+            commands.push_back(match[2].empty() ? match[1] : match[1] + " " + match[2]);
         }
         return commands;
     }

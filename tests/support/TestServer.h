@@ -29,8 +29,9 @@ protected:
     explicit TestServer(std::string name);
     // Starts the server on port_ and waits until it listens there.
     void Launch(const std::vector<std::string>& arguments, const std::string& hint);
-    // The lines of the server's log of commands.
-    std::vector<std::string> LogLines() const;
+    // The groups of each line of the server's log that matches `pattern`, and the first groups.
+    std::vector<std::vector<std::string>> LogMatches(const std::string& pattern) const;
+    std::vector<std::string> Commands(const std::string& pattern) const;
 
     std::string name_;
     TempDir folder_{"tarvik-" + name_};
