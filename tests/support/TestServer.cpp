@@ -252,14 +252,6 @@ std::unique_ptr<TestServer> StartVsftpd(const std::string& extraConfig) {
     return std::make_unique<VsftpdServer>(extraConfig);
 }
 
-std::unique_ptr<TestServer> StartProftpd() {
-    return std::make_unique<ProftpdServer>();
-}
-
-std::unique_ptr<TestServer> StartPureFtpd() {
-    return std::make_unique<PureFtpdServer>();
-}
-
 std::unique_ptr<TestServer> StartTestServer(const std::string& kind) {
     if (kind == "pyftpdlib") {
         return std::make_unique<PyFtpServer>();
@@ -268,10 +260,10 @@ std::unique_ptr<TestServer> StartTestServer(const std::string& kind) {
         return StartVsftpd();
     }
     if (kind == "pure-ftpd") {
-        return StartPureFtpd();
+        return std::make_unique<PureFtpdServer>();
     }
     if (kind == "proftpd") {
-        return StartProftpd();
+        return std::make_unique<ProftpdServer>();
     }
     throw std::invalid_argument("unknown test server " + kind);
 }

@@ -44,11 +44,8 @@ protected:
 // Bytes to serve that no line-end conversion or cut leaves as they were; the same for a seed.
 std::string RandomBytes(std::size_t size, unsigned seed);
 
-// "pyftpdlib", "vsftpd", "pure-ftpd" or "proftpd".
+// "pyftpdlib", "vsftpd", "pure-ftpd" or "proftpd". vsftpd and proftpd: anonymous log-on.
+// pure-ftpd: one virtual user, and only as root.
 std::unique_ptr<TestServer> StartTestServer(const std::string& kind);
-
-// vsftpd and proftpd: anonymous log-on. pure-ftpd: one virtual user, and only as root.
 // `extraConfig`: more lines for vsftpd.conf (its TLS settings, for one).
 std::unique_ptr<TestServer> StartVsftpd(const std::string& extraConfig = {});
-std::unique_ptr<TestServer> StartProftpd();
-std::unique_ptr<TestServer> StartPureFtpd();

@@ -4,13 +4,14 @@ import argparse
 import logging
 
 from pyftpdlib.authorizers import DummyAuthorizer
-from pyftpdlib.handlers import FTPHandler, ThrottledDTPHandler, TLS_FTPHandler
+from pyftpdlib.handlers import FTPHandler, ThrottledDTPHandler
 from pyftpdlib.servers import FTPServer
 
 parser = argparse.ArgumentParser()
 parser.add_argument("--root", required=True)
 parser.add_argument("--user", action="append", default=[], help="name:password")
-parser.add_argument("--log", required=True, help="file that receives every command line")
+parser.add_argument("--log", help="file that receives every command line")
+parser.add_argument("--port", type=int, default=0)
 parser.add_argument("--address", default="127.0.0.1")
 parser.add_argument("--rate", type=int, default=0, help="bytes a second on data connections")
 parser.add_argument("--tls-cert", help="certificate file: explicit TLS required on every connection")
@@ -24,10 +25,13 @@ for entry in args.user:
     authorizer.add_user(name, password, args.root, perm="elradfmwMT")
 
 # Names are bytes: those that are not UTF-8 are kept as they are, as a Unix server does.
-log = open(args.log, "a", buffering=1, errors="surrogateescape")
+log = open(args.log, "a", buffering=1, errors="surrogateescape") if args.log else None
+Base = FTPHandler
+if args.tls_cert:
+    from pyftpdlib.handlers import TLS_FTPHandler as Base
 
 
-class Handler(TLS_FTPHandler if args.tls_cert else FTPHandler):
+class Handler(Base):
     unicode_errors = "surrogateescape"
     authorizer = authorizer
     banner = "pyftpdlib ready."
@@ -38,7 +42,8 @@ class Handler(TLS_FTPHandler if args.tls_cert else FTPHandler):
     tls_control_required = tls_data_required = True
 
     def pre_process_command(self, line, cmd, arg):
-        log.write(line + "\n")
+        if log:
+            log.write(line + "\n")
         return super().pre_process_command(line, cmd, arg)
 
 
@@ -47,6 +52,6 @@ if args.rate:
         read_limit = write_limit = args.rate
 
     Handler.dtp_handler = Throttled
-server = FTPServer((args.address, 0), Handler)
+server = FTPServer((args.address, args.port), Handler)
 print(server.address[1], flush=True)
 server.serve_forever(handle_exit=True)
