@@ -60,8 +60,8 @@ struct Peered {
     int Get(const char* name, int mode = 1) {
         return ftp->GETBINARY(name, Local().c_str(), nullptr, mode, false);
     }
-    int List(FTPcommand::Items* files, int mode = 1, FTPcommand::Items* directories = nullptr) {
-        return ftp->LISTING(nullptr, files, directories, nullptr, mode, nullptr, nullptr);
+    int List(FTPcommand::Items* files) {
+        return ftp->LISTING(nullptr, files, nullptr, nullptr, 1, nullptr, nullptr);
     }
 
     AlertRecorder alerts;
