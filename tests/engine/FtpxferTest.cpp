@@ -7,15 +7,16 @@
 
 namespace {
 
+namespace fs = std::filesystem;
+
 struct Outcome {
     int status;
     std::string output;
 };
 
-Outcome Ftpxfer(const std::vector<std::string>& arguments) {
-    std::vector<std::string> argv{FTPXFER_PATH};
-    argv.insert(argv.end(), arguments.begin(), arguments.end());
-    ChildProcess process(argv);
+Outcome Ftpxfer(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), FTPXFER_PATH);
+    ChildProcess process(arguments);
     std::string output = process.ReadAll();
     return {process.Wait(), output};
 }
@@ -25,7 +26,7 @@ TEST(FtpxferTest, ListsGetsAndPutsUnderAnyLocalName) {
     std::string base =
         "ftp://" + server.User() + ":" + server.Password() + "@127.0.0.1:" + server.PortText();
     TempDir::WriteFile(server.Pub() / "hello world.txt", "hello");
-    std::filesystem::create_directories(server.Pub() / "folder");
+    fs::create_directories(server.Pub() / "folder");
 
     Outcome listing = Ftpxfer({"ls", base + "/pub/"});
     EXPECT_EQ(listing.status, 0);
@@ -46,14 +47,14 @@ TEST(FtpxferTest, ListsGetsAndPutsUnderAnyLocalName) {
 
     Outcome missing = Ftpxfer({"get", base + "/pub/none.bin", local.Path().string()});
     EXPECT_EQ(missing.status, 2);  // 550 to RETR
-    EXPECT_FALSE(std::filesystem::exists(local / "none.bin"));
+    EXPECT_FALSE(fs::exists(local / "none.bin"));
 
     // A line break smuggled in an escape never reaches the server.
     EXPECT_EQ(Ftpxfer({"get", base + "/pub/x%0D%0ADELE%20sent.bin"}).status, 64);
     for (const std::string& command : server.Commands()) {
         EXPECT_EQ(command.find("DELE"), std::string::npos) << command;
     }
-    EXPECT_TRUE(std::filesystem::exists(server.Pub() / "sent.bin"));
+    EXPECT_TRUE(fs::exists(server.Pub() / "sent.bin"));
     EXPECT_EQ(Ftpxfer({"fetch", base}).status, 64);
     EXPECT_EQ(Ftpxfer({"get", "http://x/"}).status, 64);
 }

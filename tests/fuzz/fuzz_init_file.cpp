@@ -1,38 +1,19 @@
 // The init file reader on an arbitrary file: every section it lists can be looked up, no value
 // is longer than the reader's limit, and the rejected section is never listed.
-#include <cstddef>
-#include <cstdint>
-#include <string>
-
+#include "FuzzHelpers.h"
 #include "Init.h"
-#include "ScratchFile.h"
-
-namespace {
-
-void CheckValue(const std::optional<std::string>& value) {
-    if (value && value->size() > Init::kMaxText) {
-        __builtin_trap();
-    }
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static ScratchFile file;
     Init init;
-    if (!init.OpenFile(file.Write(data, size))) {
-        __builtin_trap();
-    }
+    Require(init.OpenFile(file.Write(data, size)));
     for (const std::string& name : init.GetListSection()) {
-        if (name == Init::kRejectedSection || name.size() > Init::kMaxText) {
-            __builtin_trap();
-        }
-        const auto entry = init.FoundEntry("[" + name + "]");
-        if (entry) {
-            CheckValue(entry->address);
-            CheckValue(entry->login);
-            CheckValue(entry->password);
-            CheckValue(entry->font);
+        Require(name != Init::kRejectedSection && name.size() <= Init::kMaxText);
+        if (const auto entry = init.FoundEntry("[" + name + "]")) {
+            for (const auto* value :
+                 {&entry->address, &entry->login, &entry->password, &entry->font}) {
+                Require(!*value || (*value)->size() <= Init::kMaxText);
+            }
         }
     }
     return 0;

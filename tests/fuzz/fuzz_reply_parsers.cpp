@@ -1,27 +1,14 @@
 // The parsers of the replies that carry data (257, 227, 229) on one arbitrary reply text.
-#include <cstddef>
-#include <cstdint>
-#include <string_view>
-
+#include "FuzzHelpers.h"
 #include "Reply.h"
 
-namespace {
-
-void CheckPort(int port) {
-    if (port < 0 || port > 65535) {
-        __builtin_trap();
-    }
-}
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    const std::string_view text = TextOf(data, size);
     // The path lies between two quotes of the text.
-    if (const auto path = Reply::QuotedPath(text); path && path->size() + 2 > text.size()) {
-        __builtin_trap();
+    const auto path = Reply::QuotedPath(text);
+    Require(!path || path->size() + 2 <= text.size());
+    for (const int port : {Reply::PassivePort(text), Reply::ExtendedPassivePort(text)}) {
+        Require(port >= 0 && port <= 65535);
     }
-    CheckPort(Reply::PassivePort(text));
-    CheckPort(Reply::ExtendedPassivePort(text));
     return 0;
 }

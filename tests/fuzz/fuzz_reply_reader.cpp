@@ -2,38 +2,25 @@
 // byte seeds the chunk sizes, the rest is what the server sent. The replies must not depend on
 // how the bytes were cut, which is how TCP hands them over. Each reply is read as a FEAT answer
 // too.
-#include <cstddef>
-#include <cstdint>
-#include <string_view>
 #include <vector>
 
 #include "Features.h"
+#include "FuzzHelpers.h"
 #include "ReplyReader.h"
 
 namespace {
 
-void Check(const FtpReply& reply) {
-    if (reply.code != 0 && (reply.code < 100 || reply.code > 599)) {
-        __builtin_trap();
-    }
-    if (reply.lines.empty() || reply.lines.size() > ReplyReader::kMaxLines + 1 ||
-        reply.code != ReplyReader::CodeOf(reply.lines.front())) {
-        __builtin_trap();
-    }
-    for (const auto& line : reply.lines) {
-        if (line.size() > ReplyReader::kLineCapacity || line.find('\n') != std::string::npos) {
-            __builtin_trap();
-        }
-    }
-    // Only a 211 reply lists features.
-    if (reply.code != 211 && !Features::FromReply(reply).Empty()) {
-        __builtin_trap();
-    }
-}
-
 void Drain(ReplyReader& reader, std::vector<FtpReply>& out) {
     while (auto reply = reader.Next()) {
-        Check(*reply);
+        Require(reply->code == 0 || (reply->code >= 100 && reply->code <= 599));
+        Require(!reply->lines.empty() && reply->lines.size() <= ReplyReader::kMaxLines + 1 &&
+                reply->code == ReplyReader::CodeOf(reply->lines.front()));
+        for (const auto& line : reply->lines) {
+            Require(line.size() <= ReplyReader::kLineCapacity &&
+                    line.find('\n') == std::string::npos);
+        }
+        // Only a 211 reply lists features.
+        Require(reply->code == 211 || Features::FromReply(*reply).Empty());
         out.push_back(std::move(*reply));
     }
 }
@@ -45,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     }
     std::uint32_t state = data[0] | 0x100u;
-    const std::string_view bytes(reinterpret_cast<const char*>(data + 1), size - 1);
+    const std::string_view bytes = TextOf(data + 1, size - 1);
 
     ReplyReader chunked;
     std::vector<FtpReply> fromChunks;
@@ -59,19 +46,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         Drain(chunked, fromChunks);
         at += length;
     }
-
     ReplyReader whole;
     std::vector<FtpReply> fromWhole;
     whole.Feed(bytes);
     Drain(whole, fromWhole);
 
-    if (fromChunks.size() != fromWhole.size() || chunked.Overflowed() != whole.Overflowed()) {
-        __builtin_trap();
-    }
+    Require(fromChunks.size() == fromWhole.size() && chunked.Overflowed() == whole.Overflowed());
     for (std::size_t i = 0; i < fromWhole.size(); ++i) {
-        if (fromChunks[i].code != fromWhole[i].code || fromChunks[i].lines != fromWhole[i].lines) {
-            __builtin_trap();
-        }
+        Require(fromChunks[i].code == fromWhole[i].code &&
+                fromChunks[i].lines == fromWhole[i].lines);
     }
     return 0;
 }

@@ -1,20 +1,14 @@
 // The settings file reader on an arbitrary file. A corrupted file must not end the fuzzer, so
 // the corruption handler only counts its calls.
-#include <cstddef>
-#include <cstdint>
-#include <string>
-
 #include "ConfigManager.h"
-#include "ScratchFile.h"
+#include "FuzzHelpers.h"
 
 namespace {
 
 int corruptionReports = 0;
 
 void CheckString(const std::optional<std::string>& text) {
-    if (text && text->size() > static_cast<std::size_t>(ConfigManager::kMaxStringLength)) {
-        __builtin_trap();
-    }
+    Require(!text || text->size() <= static_cast<std::size_t>(ConfigManager::kMaxStringLength));
 }
 
 }  // namespace
@@ -30,19 +24,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     corruptionReports = 0;
     ConfigManager config(file.Write(data, size));
     const bool loaded = config.LoadConfig();
-
-    if (corruptionReports > 1 || config.IsCorrupted() != (corruptionReports == 1)) {
-        __builtin_trap();
-    }
+    Require(corruptionReports <= 1 && config.IsCorrupted() == (corruptionReports == 1));
     // Nothing of a corrupted file may stay, or a later save would write it back.
-    if (config.IsCorrupted() &&
-        (loaded || config.CountRecords() != 0 || config.GetGlobalRecord() != nullptr)) {
-        __builtin_trap();
-    }
+    Require(!config.IsCorrupted() ||
+            (!loaded && config.CountRecords() == 0 && config.GetGlobalRecord() == nullptr));
     // A record count in the file never makes more records than the file has bytes.
-    if (static_cast<std::size_t>(config.CountRecords()) > size) {
-        __builtin_trap();
-    }
+    Require(static_cast<std::size_t>(config.CountRecords()) <= size);
     for (long i = 0; i < config.CountRecords(); ++i) {
         const Record_tag* record = config.GetRecord(i);
         for (const auto* text :
@@ -50,9 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
               &record->localDirectory, &record->hostDirectory, &record->comments}) {
             CheckString(*text);
         }
-        if (record->mirrors.size() > size) {
-            __builtin_trap();
-        }
+        Require(record->mirrors.size() <= size);
         for (const auto& mirror : record->mirrors) {
             CheckString(mirror);
         }

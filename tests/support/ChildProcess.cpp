@@ -1,7 +1,6 @@
 #include "ChildProcess.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -43,65 +42,44 @@ ChildProcess::~ChildProcess() {
         }
         if (Running()) {
             kill(pid_, SIGKILL);
-            waitpid(pid_, nullptr, 0);
+            Reap(0);
         }
     }
     close(output_);
 }
 
-bool ChildProcess::Running() {
-    if (pid_ <= 0) {
-        return false;
-    }
+bool ChildProcess::Reap(int options) {
     int status = 0;
-    if (waitpid(pid_, &status, WNOHANG) == pid_) {
-        status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        pid_ = -1;
-        return false;
+    if (pid_ <= 0 || waitpid(pid_, &status, options) != pid_) {
+        return pid_ > 0;
     }
-    return true;
+    status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    pid_ = -1;
+    return false;
+}
+
+bool ChildProcess::Running() {
+    return Reap(WNOHANG);
 }
 
 int ChildProcess::Wait() {
-    if (pid_ > 0) {
-        int status = 0;
-        waitpid(pid_, &status, 0);
-        status_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        pid_ = -1;
-    }
+    Reap(0);
     return status_;
 }
 
+std::string ChildProcess::ReadLine() {
+    std::string line;
+    for (char c; read(output_, &c, 1) == 1 && c != '\n';) {
+        line += c;
+    }
+    return line;
+}
+
 std::string ChildProcess::ReadAll() {
-    std::string all = pending_;
-    pending_.clear();
+    std::string all;
     char buffer[4096];
     for (ssize_t got; (got = read(output_, buffer, sizeof buffer)) > 0;) {
         all.append(buffer, static_cast<std::size_t>(got));
     }
     return all;
-}
-
-std::string ChildProcess::ReadLine(std::chrono::milliseconds timeout) {
-    auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (true) {
-        std::size_t end = pending_.find('\n');
-        if (end != std::string::npos) {
-            std::string line = pending_.substr(0, end);
-            pending_.erase(0, end + 1);
-            return line;
-        }
-        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        pollfd p{output_, POLLIN, 0};
-        if (left.count() <= 0 || poll(&p, 1, static_cast<int>(left.count())) <= 0) {
-            return {};
-        }
-        char buffer[512];
-        ssize_t got = read(output_, buffer, sizeof buffer);
-        if (got <= 0) {
-            return {};
-        }
-        pending_.append(buffer, static_cast<std::size_t>(got));
-    }
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <sys/types.h>
-#include <chrono>
+
 #include <string>
 #include <vector>
 
@@ -14,18 +14,20 @@ public:
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    // One line of the child's standard output; empty on end of output or time-out.
-    std::string ReadLine(std::chrono::milliseconds timeout);
+    // One line of the child's standard output; empty when the output ends first.
+    std::string ReadLine();
+    // Everything left on standard output, up to its end.
+    std::string ReadAll();
     bool Running();
     // Waits for the end and returns the exit status (-1 when killed by a signal).
     int Wait();
-    // Everything left on standard output, up to its end.
-    std::string ReadAll();
     pid_t Pid() const { return pid_; }
 
 private:
+    // True while the child runs; with `options` 0, waits for its end.
+    bool Reap(int options);
+
     pid_t pid_ = -1;
     int status_ = -1;
     int output_ = -1;
-    std::string pending_;
 };

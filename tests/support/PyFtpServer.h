@@ -16,9 +16,8 @@ public:
                          const std::vector<std::string>& extra = {});
     std::string User() const override { return accounts_.front().name; }
     std::string Password() const override { return accounts_.front().password; }
-    std::vector<std::string> Commands() const override;
+    std::vector<std::string> Commands() const override { return TestServer::Commands("^(.*)$"); }
 
 private:
     std::vector<Account> accounts_;
-    std::filesystem::path log_ = folder_ / "commands.log";
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -10,91 +11,50 @@
 #include "StatusMonitor.h"
 
 // What the engine's workers report, recorded under a lock and read back by the test.
-class Guarded {
-protected:
-    template <typename F>
-    auto Locked(F f) const -> decltype(f()) {
+class LogRecorder : public LogMonitor {
+public:
+    void AddLine(const std::string& line) override {
         std::lock_guard lock(mutex_);
-        return f();
+        lines_.push_back(line);
+    }
+    std::vector<std::string> Lines() const {
+        std::lock_guard lock(mutex_);
+        return lines_;
+    }
+    bool Contains(const std::string& line) const {
+        auto lines = Lines();
+        return std::find(lines.begin(), lines.end(), line) != lines.end();
     }
 
 private:
     mutable std::mutex mutex_;
-};
-
-// Installs an alert hook that records every alert text; the previous silence comes back at the end.
-class AlertRecorder : Guarded {
-public:
-    AlertRecorder() {
-        AlertHook::Set(
-            [this](const std::string& text) { Locked([&] { texts_.push_back(text); }); });
-    }
-    ~AlertRecorder() { AlertHook::Set(nullptr); }
-    AlertRecorder(const AlertRecorder&) = delete;
-    AlertRecorder& operator=(const AlertRecorder&) = delete;
-    std::vector<std::string> Texts() const {
-        return Locked([this] { return texts_; });
-    }
-
-private:
-    std::vector<std::string> texts_;
-};
-
-class LogRecorder : public LogMonitor, Guarded {
-public:
-    void AddLine(const std::string& line) override {
-        Locked([&] { lines_.push_back(line); });
-    }
-    std::vector<std::string> Lines() const {
-        return Locked([this] { return lines_; });
-    }
-    bool Contains(const std::string& line) const {
-        return Locked(
-            [&] { return std::find(lines_.begin(), lines_.end(), line) != lines_.end(); });
-    }
-
-private:
     std::vector<std::string> lines_;
 };
 
-class StatusRecorder : public StatusMonitor, Guarded {
+// Records every alert text while it exists; alerts go back to stderr at the end.
+class AlertRecorder {
 public:
-    void SetTypeOperation(const std::string& text) override {
-        Locked([&] { operations_.push_back(text); });
+    AlertRecorder() {
+        AlertHook::Set([this](const std::string& text) { texts_.AddLine(text); });
     }
-    void SetMax(long long size) override {
-        Locked([&] { max_ = size; });
-    }
-    void SetNbOctet(long long bytes) override {
-        Locked([&] { bytes_ += bytes; });
-    }
-    void LoadFD(int files, int directories) override {
-        Locked([&] { counts_.emplace_back(files, directories); });
-    }
-    std::string Text() override {
-        return Locked([this] {
-            return counts_.empty()
-                       ? std::string()
-                       : std::to_string(counts_.back().first) + " File(s), " +
-                             std::to_string(counts_.back().second) + " Directory(s) fetched...";
-        });
-    }
-    std::vector<std::string> Operations() const {
-        return Locked([this] { return operations_; });
-    }
-    long long Bytes() const {
-        return Locked([this] { return bytes_; });
-    }
-    long long Max() const {
-        return Locked([this] { return max_; });
-    }
-    std::vector<std::pair<int, int>> Counts() const {
-        return Locked([this] { return counts_; });
-    }
+    ~AlertRecorder() { AlertHook::Set(nullptr); }
+    std::vector<std::string> Texts() const { return texts_.Lines(); }
 
 private:
-    std::vector<std::string> operations_;
-    long long bytes_ = 0;
-    long long max_ = 0;
-    std::vector<std::pair<int, int>> counts_;
+    LogRecorder texts_;
+};
+
+class StatusRecorder : public StatusMonitor {
+public:
+    void SetTypeOperation(const std::string&) override {}
+    void SetMax(long long size) override { max = size; }
+    void SetNbOctet(long long count) override { bytes += count; }
+    void LoadFD(int fileCount, int directoryCount) override {
+        files = fileCount;
+        directories = directoryCount;
+    }
+    std::string Text() override { return {}; }
+
+    std::atomic<long long> bytes{0}, max{0};
+    std::atomic<int> files{0}, directories{0};
 };

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -19,17 +20,12 @@ __attribute__((constructor)) void OpenLogFile() {
 }
 
 void WriteLine(const char* format, va_list arguments) {
-    if (logFile < 0) {
-        return;
-    }
     char line[4096];
     int length = std::vsnprintf(line, sizeof line - 1, format, arguments);
-    if (length < 0) {
+    if (logFile < 0 || length < 0) {
         return;
     }
-    if (length > static_cast<int>(sizeof line) - 2) {
-        length = static_cast<int>(sizeof line) - 2;
-    }
+    length = std::min(length, static_cast<int>(sizeof line) - 2);
     line[length++] = '\n';
     // One write per line: the sessions append to the same file.
     [[maybe_unused]] ssize_t written = write(logFile, line, static_cast<std::size_t>(length));
@@ -40,13 +36,10 @@ void WriteLine(const char* format, va_list arguments) {
 extern "C" {
 
 void openlog(const char*, int, int) {}
-
 void closelog() {}
-
 void vsyslog(int, const char* format, va_list arguments) {
     WriteLine(format, arguments);
 }
-
 void __vsyslog_chk(int, int, const char* format, va_list arguments) {
     WriteLine(format, arguments);
 }

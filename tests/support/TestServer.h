@@ -27,10 +27,16 @@ public:
 protected:
     // Makes root/pub; a server that drops privileges still gets through to pub and writes in it.
     explicit TestServer(std::string name);
+    // Starts the server on port_ and waits until it listens there.
+    void Launch(const std::vector<std::string>& arguments, const std::string& hint);
+    // The groups of each line of the server's log that matches `pattern`, and the first groups.
+    std::vector<std::vector<std::string>> LogMatches(const std::string& pattern) const;
+    std::vector<std::string> Commands(const std::string& pattern) const;
 
     std::string name_;
     TempDir folder_{"tarvik-" + name_};
     std::filesystem::path root_ = folder_ / "root";
+    std::filesystem::path log_ = folder_ / "commands.log";
     std::unique_ptr<ChildProcess> process_;
     int port_ = 0;
 };
@@ -38,11 +44,8 @@ protected:
 // Bytes to serve that no line-end conversion or cut leaves as they were; the same for a seed.
 std::string RandomBytes(std::size_t size, unsigned seed);
 
-// "pyftpdlib", "vsftpd", "pure-ftpd" or "proftpd".
+// "pyftpdlib", "vsftpd", "pure-ftpd" or "proftpd". vsftpd and proftpd: anonymous log-on.
+// pure-ftpd: one virtual user, and only as root.
 std::unique_ptr<TestServer> StartTestServer(const std::string& kind);
-
-// vsftpd and proftpd: anonymous log-on. pure-ftpd: one virtual user, and only as root.
 // `extraConfig`: more lines for vsftpd.conf (its TLS settings, for one).
 std::unique_ptr<TestServer> StartVsftpd(const std::string& extraConfig = {});
-std::unique_ptr<TestServer> StartProftpd();
-std::unique_ptr<TestServer> StartPureFtpd();

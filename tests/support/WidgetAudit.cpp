@@ -21,16 +21,14 @@ namespace WidgetAudit {
 
 namespace {
 
+template <typename... Kinds>
+bool IsAny(const QWidget& widget) {
+    return ((qobject_cast<const Kinds*>(&widget) != nullptr) || ...);
+}
+
 bool IsControl(const QWidget& widget) {
-    return qobject_cast<const QAbstractButton*>(&widget) != nullptr ||
-           qobject_cast<const QLineEdit*>(&widget) != nullptr ||
-           qobject_cast<const QAbstractItemView*>(&widget) != nullptr ||
-           qobject_cast<const QComboBox*>(&widget) != nullptr ||
-           qobject_cast<const QAbstractSpinBox*>(&widget) != nullptr ||
-           qobject_cast<const QAbstractSlider*>(&widget) != nullptr ||
-           qobject_cast<const QPlainTextEdit*>(&widget) != nullptr ||
-           qobject_cast<const QTextEdit*>(&widget) != nullptr ||
-           qobject_cast<const QTabBar*>(&widget) != nullptr;
+    return IsAny<QAbstractButton, QLineEdit, QAbstractItemView, QComboBox, QAbstractSpinBox,
+                 QAbstractSlider, QPlainTextEdit, QTextEdit, QTabBar>(widget);
 }
 
 // What a screen reader says: the accessible name, else a button's text or a field's label buddy.
