@@ -69,6 +69,7 @@ int ControlChannel::Connect(const char* host, int port) {
         socket_ = std::move(socket);
     }
     replies_.Reset();
+    speaksTelnet_.reset();
     broken_ = false;
     ended_ = false;
     return socket_->Connect(host, port);
@@ -135,14 +136,60 @@ int ControlChannel::SendLine(const char* word, const char* argument) {
         Log("Not sent: a command argument holds a line break.");
         return 1;
     }
-    socket_->Add(word, static_cast<int>(std::strlen(word)));
+    const bool holdsIac = std::strchr(word, '\xFF') != nullptr ||
+                          (argument != nullptr && std::strchr(argument, '\xFF') != nullptr);
+    if (holdsIac && !speaksTelnet_ && !LearnWhetherServerSpeaksTelnet()) {
+        return 3;
+    }
+    AddTelnetText(word);
     if (argument != nullptr) {
         socket_->Add(" ", 1);
-        socket_->Add(argument, static_cast<int>(std::strlen(argument)));
+        AddTelnetText(argument);
     }
     socket_->Add("\r\n", 2);
     LogSent(argument != nullptr ? std::string(word) + " " + argument : std::string(word));
     return socket_->Flush();
+}
+
+// The standard has the control connection speak Telnet, where 0xFF starts a command and a data
+// 0xFF goes doubled. proftpd reads it so: a name with "\xFF\xFE x" sent as it is would name "x".
+// vsftpd, pure-ftpd and pyftpdlib take every byte as it comes and would not find a doubled one.
+// So the server is asked once, with "CWD " IAC DONT "." ".": a Telnet reader drops the DONT and
+// its option and stays in ".", any other server finds no such folder. (pure-ftpd does not answer
+// a line that begins with IAC at all, hence a command with an argument.)
+bool ControlChannel::LearnWhetherServerSpeaksTelnet() {
+    replies_.SetTelnet(true);  // for the probe's own reply, which may bring a Telnet answer
+    socket_->Add("CWD \xFF\xFE..\r\n", 10);
+    LogSent("CWD . (after a Telnet DONT: does the server read 0xFF bytes as Telnet?)");
+    if (socket_->Flush() != 0) {
+        return false;
+    }
+    std::optional<FtpReply> reply;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs_);
+    while ((reply = ReadReply(deadline)) && reply->IsPreliminary()) {
+    }
+    if (!reply) {
+        return false;
+    }
+    const bool telnet = reply->code / 100 == 2;
+    replies_.SetTelnet(telnet);
+    if (reply->code != 530) {  // before the log-on nothing can be learnt; ask again after it
+        speaksTelnet_ = telnet;
+    }
+    return true;
+}
+
+void ControlChannel::AddTelnetText(std::string_view text) {
+    if (!speaksTelnet_.value_or(false)) {
+        socket_->Add(text.data(), static_cast<int>(text.size()));
+        return;
+    }
+    for (std::size_t iac; (iac = text.find('\xFF')) != std::string_view::npos;) {
+        socket_->Add(text.data(), static_cast<int>(iac + 1));
+        socket_->Add("\xFF", 1);
+        text.remove_prefix(iac + 1);
+    }
+    socket_->Add(text.data(), static_cast<int>(text.size()));
 }
 
 void ControlChannel::Conceal(const std::string& secret) {

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ReplyReader.h"
@@ -86,6 +87,8 @@ public:
 
 private:
     void LogSent(std::string line) const;
+    void AddTelnetText(std::string_view text);
+    bool LearnWhetherServerSpeaksTelnet();
 
     std::shared_ptr<Interrupter> interrupter_;
     const std::atomic<int>& stop_;
@@ -96,6 +99,8 @@ private:
     mutable std::mutex socketMutex_;
     std::unique_ptr<SocketIPS> socket_;
     ReplyReader replies_;
+    // Learnt when a line first holds a 0xFF byte: whether the server reads it as Telnet.
+    std::optional<bool> speaksTelnet_;
     // A reply broke the reader's limits: the connection cannot be read in step any more.
     bool broken_ = false;
     std::atomic<bool> ended_{false};

@@ -31,6 +31,46 @@ int ReplyReader::CodeOf(std::string_view line) {
 }
 
 void ReplyReader::Feed(std::string_view bytes) {
+    if (telnet_ && (telnetState_ != TelnetState::Text || bytes.find('\xFF') != bytes.npos)) {
+        FeedText(WithoutTelnet(bytes));
+    } else {
+        FeedText(bytes);
+    }
+}
+
+std::string ReplyReader::WithoutTelnet(std::string_view bytes) {
+    constexpr unsigned char kIac = 0xFF;
+    constexpr unsigned char kWill = 251;
+    constexpr unsigned char kDont = 254;
+    std::string text;
+    text.reserve(bytes.size());
+    for (const char byte : bytes) {
+        const auto value = static_cast<unsigned char>(byte);
+        switch (telnetState_) {
+            case TelnetState::Text:
+                if (value == kIac) {
+                    telnetState_ = TelnetState::Command;
+                } else {
+                    text += byte;
+                }
+                break;
+            case TelnetState::Command:
+                if (value == kIac) {
+                    text += byte;
+                }
+                // WILL, WONT, DO and DONT name an option in the next byte.
+                telnetState_ =
+                    value >= kWill && value <= kDont ? TelnetState::Option : TelnetState::Text;
+                break;
+            case TelnetState::Option:
+                telnetState_ = TelnetState::Text;
+                break;
+        }
+    }
+    return text;
+}
+
+void ReplyReader::FeedText(std::string_view bytes) {
     while (!bytes.empty()) {
         std::size_t end = bytes.find('\n');
         std::string_view piece = bytes.substr(0, end);
@@ -94,6 +134,8 @@ std::optional<FtpReply> ReplyReader::Next() {
 }
 
 void ReplyReader::Reset() {
+    telnet_ = false;
+    telnetState_ = TelnetState::Text;
     partial_.clear();
     cutting_ = false;
     open_ = {};

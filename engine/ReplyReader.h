@@ -31,6 +31,9 @@ public:
 
     // Takes received bytes; whole replies become available through Next().
     void Feed(std::string_view bytes);
+    // For a server that reads the connection as Telnet: its negotiations are dropped and a
+    // doubled 0xFF is one data byte. Off, every byte is text, as most servers mean it.
+    void SetTelnet(bool on) { telnet_ = on; }
     std::optional<FtpReply> Next();
     // True once a reply passed kMaxLines: what follows can no longer be read in step.
     bool Overflowed() const { return overflowed_; }
@@ -43,7 +46,14 @@ public:
     static int CodeOf(std::string_view line);
 
 private:
+    enum class TelnetState { Text, Command, Option };
+
+    void FeedText(std::string_view bytes);
+    std::string WithoutTelnet(std::string_view bytes);
     void AddLine(std::string line);
+
+    bool telnet_ = false;
+    TelnetState telnetState_ = TelnetState::Text;
 
     std::string partial_;
     bool cutting_ = false;  // the current line passed kLineCapacity; the rest is dropped

@@ -9,8 +9,9 @@
 
 namespace {
 
-std::vector<FtpReply> Framed(const std::string& bytes, std::size_t chunk) {
+std::vector<FtpReply> Framed(const std::string& bytes, std::size_t chunk, bool telnet = false) {
     ReplyReader reader;
+    reader.SetTelnet(telnet);
     std::vector<FtpReply> replies;
     for (std::size_t at = 0; at < bytes.size(); at += chunk) {
         reader.Feed(std::string_view(bytes).substr(at, chunk));
@@ -49,6 +50,20 @@ TEST(ReplyReaderTest, FramesRepliesWhateverTheirDigitsAndHowTheBytesArrive) {
             EXPECT_EQ(replies.front().lines.size(), c.linesOfFirst) << c.name;
         }
     }
+}
+
+// A Telnet server answers a negotiation before its reply and doubles a 0xFF of a name; any
+// other server's 0xFF bytes are the name's own.
+TEST(ReplyReaderTest, TelnetCommandsAreDroppedOnlyForATelnetServer) {
+    const std::string telnet = "\xFF\xFC.250 \xFF\xFF\xFE x\r\n";
+    for (std::size_t chunk : {telnet.size(), std::size_t{1}, std::size_t{2}}) {
+        const std::vector<FtpReply> replies = Framed(telnet, chunk, true);
+        ASSERT_EQ(replies.size(), 1u) << "chunks of " << chunk;
+        EXPECT_EQ(replies[0].code, 250);
+        EXPECT_EQ(replies[0].Text(), "250 \xFF\xFE x");
+    }
+    const std::string plain = "257 \"/\xFF\xFE\xFF\xFF\"\r\n";
+    EXPECT_EQ(Framed(plain, 1).at(0).Text(), plain.substr(0, plain.size() - 2));
 }
 
 TEST(ReplyTest, ParsesThePathAndThePassivePorts) {

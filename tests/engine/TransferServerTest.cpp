@@ -251,7 +251,7 @@ TEST_P(TransferServerTest, ListingReadsTheServersLines) {
 }
 
 TEST_P(TransferServerTest, NamesTravelAsTheServersBytesDownAndUp) {
-    const Strings names = {"caf\xC3\xA9 \xE2\x98\x95.txt", "\xFE caf\xE9.bin"};
+    const Strings names = {"caf\xC3\xA9 \xE2\x98\x95.txt", "\xFF\xFE caf\xE9.bin"};
     for (const std::string& name : names) {
         TempDir::WriteFile(server->Pub() / name, "contents of " + name);
     }
