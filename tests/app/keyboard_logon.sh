@@ -47,7 +47,9 @@ wait_for 10 bash -c '(exec 3<>/dev/tcp/127.0.0.1/21) 2>/dev/null' || fail "no se
 pids+=($!)
 wait_for 20 xdotool search --onlyvisible --name "Marlowen Tarvik" >/dev/null ||
     fail "no main window"
-sleep 2 # the splash goes after 1.5 s
+# The splash, shown beside the main window for at most 1.5 s, would take the keys.
+wait_for 20 bash -c '[ "$(xdotool search --onlyvisible --class tarvik | wc -l)" -eq 1 ]' ||
+    fail "the splash stays"
 # No window manager here to give the new window the keyboard, as a desktop would.
 xdotool windowfocus --sync "$(xdotool search --onlyvisible --name "Marlowen Tarvik" | head -1)"
 
