@@ -154,13 +154,14 @@ int ControlChannel::SendLine(const char* word, const char* argument) {
 // The standard has the control connection speak Telnet, where 0xFF starts a command and a data
 // 0xFF goes doubled. proftpd reads it so: a name with "\xFF\xFE x" sent as it is would name "x".
 // vsftpd, pure-ftpd and pyftpdlib take every byte as it comes and would not find a doubled one.
-// So the server is asked once, with "CWD " IAC DONT "." ".": a Telnet reader drops the DONT and
-// its option and stays in ".", any other server finds no such folder. (pure-ftpd does not answer
-// a line that begins with IAC at all, hence a command with an argument.)
+// So the server is asked once, with "MODE " IAC DONT "." "S": a Telnet reader drops the DONT and
+// its option and keeps the stream mode every transfer uses; any other server knows no mode ".S"
+// or "\xFF\xFE.S", and nothing changes either way. (pure-ftpd does not answer a line that begins
+// with IAC at all, hence an argument.)
 bool ControlChannel::LearnWhetherServerSpeaksTelnet() {
     replies_.SetTelnet(true);  // for the probe's own reply, which may bring a Telnet answer
-    socket_->Add("CWD \xFF\xFE..\r\n", 10);
-    LogSent("CWD . (after a Telnet DONT: does the server read 0xFF bytes as Telnet?)");
+    socket_->Add("MODE \xFF\xFE.S\r\n", 11);
+    LogSent("MODE S (after a Telnet DONT: does the server read 0xFF bytes as Telnet?)");
     if (socket_->Flush() != 0) {
         return false;
     }
