@@ -159,7 +159,7 @@ int ControlChannel::SendLine(const char* word, const char* argument) {
 // or "\xFF\xFE.S", and nothing changes either way. (pure-ftpd does not answer a line that begins
 // with IAC at all, hence an argument.)
 bool ControlChannel::LearnWhetherServerSpeaksTelnet() {
-    replies_.SetTelnet(true);  // for the probe's own reply, which may bring a Telnet answer
+    replies_.SetTelnet(true);  // the reply may begin with a Telnet answer to the DONT
     socket_->Add("MODE \xFF\xFE.S\r\n", 11);
     LogSent("MODE S (after a Telnet DONT: does the server read 0xFF bytes as Telnet?)");
     if (socket_->Flush() != 0) {
@@ -172,8 +172,10 @@ bool ControlChannel::LearnWhetherServerSpeaksTelnet() {
     if (!reply) {
         return false;
     }
+    // No Telnet answers come after this one: 0xFF bytes of names are sent doubled from now on.
+    // proftpd does not double them in its replies, so what it sends is taken as it is.
+    replies_.SetTelnet(false);
     const bool telnet = reply->code / 100 == 2;
-    replies_.SetTelnet(telnet);
     if (reply->code != 530) {  // before the log-on nothing can be learnt; ask again after it
         speaksTelnet_ = telnet;
     }

@@ -31,14 +31,16 @@ int ReplyReader::CodeOf(std::string_view line) {
 }
 
 void ReplyReader::Feed(std::string_view bytes) {
-    if (telnet_ && (telnetState_ != TelnetState::Text || bytes.find('\xFF') != bytes.npos)) {
-        FeedText(WithoutTelnet(bytes));
+    if (telnetState_ != TelnetState::Text || bytes.find('\xFF') != bytes.npos) {
+        FeedText(Unescaped(bytes));
     } else {
         FeedText(bytes);
     }
 }
 
-std::string ReplyReader::WithoutTelnet(std::string_view bytes) {
+// Replies are Telnet text too: vsftpd doubles a 0xFF of a name in them. proftpd and pure-ftpd
+// send it single, which stays as it is; only a name's own pair of 0xFF would be taken for one.
+std::string ReplyReader::Unescaped(std::string_view bytes) {
     constexpr unsigned char kIac = 0xFF;
     constexpr unsigned char kWill = 251;
     constexpr unsigned char kDont = 254;
@@ -57,10 +59,16 @@ std::string ReplyReader::WithoutTelnet(std::string_view bytes) {
             case TelnetState::Command:
                 if (value == kIac) {
                     text += byte;
+                    telnetState_ = TelnetState::Text;
+                } else if (telnet_) {
+                    // WILL, WONT, DO and DONT name an option in the next byte.
+                    telnetState_ =
+                        value >= kWill && value <= kDont ? TelnetState::Option : TelnetState::Text;
+                } else {
+                    text += static_cast<char>(kIac);
+                    text += byte;
+                    telnetState_ = TelnetState::Text;
                 }
-                // WILL, WONT, DO and DONT name an option in the next byte.
-                telnetState_ =
-                    value >= kWill && value <= kDont ? TelnetState::Option : TelnetState::Text;
                 break;
             case TelnetState::Option:
                 telnetState_ = TelnetState::Text;

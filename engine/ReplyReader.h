@@ -31,8 +31,8 @@ public:
 
     // Takes received bytes; whole replies become available through Next().
     void Feed(std::string_view bytes);
-    // For a server that reads the connection as Telnet: its negotiations are dropped and a
-    // doubled 0xFF is one data byte. Off, every byte is text, as most servers mean it.
+    // For the reply to a Telnet negotiation: the server's own negotiations are dropped. A
+    // doubled 0xFF is one byte either way.
     void SetTelnet(bool on) { telnet_ = on; }
     std::optional<FtpReply> Next();
     // True once a reply passed kMaxLines: what follows can no longer be read in step.
@@ -49,7 +49,7 @@ private:
     enum class TelnetState { Text, Command, Option };
 
     void FeedText(std::string_view bytes);
-    std::string WithoutTelnet(std::string_view bytes);
+    std::string Unescaped(std::string_view bytes);
     void AddLine(std::string line);
 
     bool telnet_ = false;

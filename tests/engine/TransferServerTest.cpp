@@ -269,6 +269,12 @@ TEST_P(TransferServerTest, NamesTravelAsTheServersBytesDownAndUp) {
         EXPECT_EQ(TempDir::Read(server->Pub() / name), "contents of " + name);
     }
     EXPECT_EQ(std::distance(fs::directory_iterator(local.Path()), fs::directory_iterator()), 2);
+    const std::string folder = "\xFF\xFE folder";
+    fs::create_directory(server->Pub() / folder);
+    if (server->Name() != "pyftpdlib") {  // it refuses a folder name that is not UTF-8
+        ASSERT_EQ(ftp->CWD(folder.c_str()), 0);
+        EXPECT_EQ(ftp->PWD(), "/pub/" + folder);
+    }
     if (ftp->OffersUtf8()) {
         EXPECT_EQ(Count(*server, "OPTS UTF8 ON"), 1);
     }
