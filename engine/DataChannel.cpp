@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstring>
 
@@ -35,6 +36,10 @@ int DataChannel::NextPort(int port) {
 
 DataChannel::DataChannel() = default;
 DataChannel::~DataChannel() = default;
+
+void DataChannel::SetTimeout(int milliseconds) {
+    timeoutMs_ = std::min(milliseconds, kIdleTimeoutMs);
+}
 
 void DataChannel::SetInterrupter(std::shared_ptr<Interrupter> interrupter) {
     interrupter_ = std::move(interrupter);

@@ -18,6 +18,9 @@ public:
     using Log = std::function<void(const std::string&)>;
 
     static constexpr int kPortTries = 200;
+    // A data connection that moves no byte for this long has stalled, however long the control
+    // connection's replies may take.
+    static constexpr int kIdleTimeoutMs = 30000;
 
     DataChannel();
     ~DataChannel();
@@ -25,7 +28,8 @@ public:
     DataChannel& operator=(const DataChannel&) = delete;
 
     void SetInterrupter(std::shared_ptr<Interrupter> interrupter);
-    void SetTimeout(int milliseconds) { timeoutMs_ = milliseconds; }
+    // Bounds each wait on the data connection, at most kIdleTimeoutMs.
+    void SetTimeout(int milliseconds);
 
     bool Connect(const sockaddr_storage& peer, int port);
     // Listens on `local`'s address from `firstPort` on (0: any free port), moving one port on
@@ -53,7 +57,7 @@ private:
     std::unique_ptr<SocketIPS> NewSocket() const;
 
     std::shared_ptr<Interrupter> interrupter_;
-    int timeoutMs_ = 40000;
+    int timeoutMs_ = kIdleTimeoutMs;
     std::unique_ptr<SocketIPS> listener_;
     std::unique_ptr<SocketIPS> data_;
 };

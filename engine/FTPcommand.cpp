@@ -39,6 +39,8 @@ constexpr std::size_t kAsciiBlock = 64 * 1024;
 constexpr int kShortWaitMs = 3000;
 // A server answers a transfer cut by a stop at once; the user waits no longer than this.
 constexpr int kStoppedWaitMs = 1000;
+// After its data connection failed or stalled, a transfer's verdict is not worth a long wait.
+constexpr int kFailedDataWaitMs = 5000;
 constexpr std::uint32_t kListingColour = 0x000064FF;
 const ControlChannel::Codes kListingCodes{"150", "125", "421", "550"};
 
@@ -54,6 +56,20 @@ std::string LocalNameOf(const char* remoteName) {
         return {};
     }
     return std::string(name);
+}
+
+// A name as the log shows it: a NUL byte would end the line there.
+std::string Shown(std::string name) {
+    for (std::size_t at = 0; (at = name.find('\0', at)) != std::string::npos; at += 2) {
+        name.replace(at, 1, "\\0");
+    }
+    return name;
+}
+
+// "256 MiB", "100 bytes": a limit as the log tells it.
+std::string ByteText(std::size_t bytes) {
+    return bytes % (1u << 20) == 0 ? std::to_string(bytes >> 20) + " MiB"
+                                   : std::to_string(bytes) + " bytes";
 }
 
 // A listing line of either kind. An MLSD line that filled the line buffer may have been cut, and
@@ -669,6 +685,10 @@ FTPcommand::PumpEnd FTPcommand::RunPump(Pump pump) {
 // failure or a stop, so that the next command gets its own reply. 0 only when every byte moved
 // and the server confirmed it.
 int FTPcommand::FinishTransfer(PumpEnd end) {
+    if (end == PumpEnd::ReceiveFailed && data_.Socket() != nullptr &&
+        data_.Socket()->LastRecvState() == SocketIPS::RecvState::Cut) {
+        Log("The server's TLS data ended without its closing notice.");
+    }
     KeepDataSession();
     data_.Close();
     RAZinfo();
@@ -677,6 +697,9 @@ int FTPcommand::FinishTransfer(PumpEnd end) {
         end = PumpEnd::Stopped;
         ClearStop();
         waitMs = std::min(timeoutMs_, kStoppedWaitMs);
+    } else if (end == PumpEnd::ReceiveFailed || end == PumpEnd::SendFailed ||
+               end == PumpEnd::TooLong) {
+        waitMs = std::min(timeoutMs_, kFailedDataWaitMs);
     }
     Answer verdict{Outcome::Success, 226};
     if (end == PumpEnd::Stopped && !finalReplyRead_) {
@@ -1034,6 +1057,7 @@ FTPcommand::PumpEnd FTPcommand::ReadListing(Items* files, Items* directories, St
     int fileCount = 0;
     int directoryCount = 0;
     std::size_t lines = 0;
+    std::size_t bytes = 0;
     std::size_t malformed = 0;
     miniBase_.Erase();
     if (view != nullptr) {
@@ -1053,14 +1077,17 @@ FTPcommand::PumpEnd FTPcommand::ReadListing(Items* files, Items* directories, St
         if (line->empty()) {
             continue;
         }
-        if (++lines > listingLimit_) {
-            Log("The listing passed " + std::to_string(listingLimit_) +
-                " lines and was stopped there.");
+        bytes += line->size();
+        if (++lines > listingLimit_ || bytes > listingByteLimit_) {
+            Log(lines > listingLimit_ ? "The listing passed " + std::to_string(listingLimit_) +
+                                            " lines and was stopped there."
+                                      : "The listing passed " + ByteText(listingByteLimit_) +
+                                            " and was stopped there.");
             return PumpEnd::TooLong;
         }
         ListingParser::Result parsed = ParseListed(*line, listingByMlsd_);
         if (parsed.outcome == ListingParser::Outcome::Unsafe) {
-            Log("Unsafe name skipped: " + parsed.entry.name);
+            Log("Unsafe name skipped: " + Shown(parsed.entry.name));
         }
         malformed += parsed.outcome == ListingParser::Outcome::Malformed ? 1 : 0;
         if (parsed.outcome != ListingParser::Outcome::Entry) {

@@ -155,8 +155,13 @@ public:
     int Timeout() const { return timeoutMs_; }
     // Where files fetched for viewing go; a private folder of its own is made when none is set.
     void SetViewFolder(std::shared_ptr<ViewFolder> folder);
+    // What one listing may hold: a server can send lines of any length, for ever.
     static constexpr std::size_t kMaxListingEntries = 1000000;
-    void SetListingLimit(std::size_t entries) { listingLimit_ = entries; }
+    static constexpr std::size_t kMaxListingBytes = 256u << 20;
+    void SetListingLimit(std::size_t lines, std::size_t bytes = kMaxListingBytes) {
+        listingLimit_ = lines;
+        listingByteLimit_ = bytes;
+    }
 
     std::string HostText() const override;
     std::string OperationText() const override;
@@ -231,6 +236,7 @@ private:
     std::atomic<int> nextActivePort_{0};
     int timeoutMs_;
     std::size_t listingLimit_ = kMaxListingEntries;
+    std::size_t listingByteLimit_ = kMaxListingBytes;
     // The final reply of a transfer came with its start (a server that had nothing to send).
     bool finalReplyRead_ = false;
     // The code of the last reply to a data command (RETR, STOR, LIST, MLSD); 0 for none.

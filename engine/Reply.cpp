@@ -50,10 +50,11 @@ Reply::Verdict Reply::Judge(int code, const char* success1, const char* success2
     if (Is(code, failure2)) {
         return Verdict::SecondFailure;
     }
-    if (code < 200) {
-        return Verdict::Undecided;  // a preliminary reply, or text that is no reply
+    if (code == 0 || (code >= 100 && code < 200)) {
+        return Verdict::Undecided;  // text that is no reply, or a preliminary one
     }
-    return code < 300 ? Verdict::Success : Verdict::OtherFailure;
+    // A code outside 1xx-5xx means nothing this client could act on.
+    return code >= 200 && code < 300 ? Verdict::Success : Verdict::OtherFailure;
 }
 
 std::optional<std::string> Reply::QuotedPath(std::string_view text) {

@@ -15,10 +15,10 @@ std::string FtpReply::Text() const {
 }
 
 int ReplyReader::CodeOf(std::string_view line) {
-    if (line.size() < 3 || line[0] < '1' || line[0] > '5') {
+    if (line.size() < 3) {
         return 0;
     }
-    for (std::size_t i = 1; i < 3; ++i) {
+    for (std::size_t i = 0; i < 3; ++i) {
         if (!std::isdigit(static_cast<unsigned char>(line[i]))) {
             return 0;
         }

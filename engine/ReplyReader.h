@@ -9,12 +9,13 @@
 
 // One whole server reply: its code and every line as received (without line ends).
 struct FtpReply {
-    // 100..599; 0 for a line that does not start with a code (text a server should not send).
+    // The three digits that start the first line; 0 for a line that does not start with a code
+    // (text a server should not send). A code outside 1xx-5xx (RFC 2228's 633) is final.
     int code = 0;
     std::vector<std::string> lines;
 
     bool IsPreliminary() const { return code >= 100 && code < 200; }
-    bool IsFinal() const { return code >= 200 && code < 600; }
+    bool IsFinal() const { return code != 0 && !IsPreliminary(); }
     // The lines joined with line feeds, for the log and for alerts.
     std::string Text() const;
 };

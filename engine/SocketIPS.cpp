@@ -42,14 +42,13 @@ void SetPort(sockaddr_storage& address, int port) {
     }
 }
 
-// The first LF, CR or NUL in [begin, end), or end. memchr scans a listing many bytes at a time.
+// The first LF or CR in [begin, end), or end. memchr scans a listing many bytes at a time. A NUL
+// is no line end: the line that holds it is the reader's to judge, the lines after it stand.
 const char* LineEnd(const char* begin, const char* end) {
     const char* lf = static_cast<const char*>(std::memchr(begin, '\n', end - begin));
     const char* stop = lf != nullptr ? lf : end;
-    for (char other : {'\r', '\0'}) {
-        if (const void* found = std::memchr(begin, other, stop - begin)) {
-            stop = static_cast<const char*>(found);
-        }
+    if (const void* cr = std::memchr(begin, '\r', stop - begin)) {
+        stop = static_cast<const char*>(cr);
     }
     return stop;
 }
@@ -564,9 +563,6 @@ std::optional<std::string_view> SocketIPS::RecvLine() {
         }
         char ending = *stop;
         ++recvPosition_;
-        if (ending == '\0') {
-            return std::nullopt;
-        }
         if (spanning || (ending == '\r' && recvPosition_ == recvCount_)) {
             KeepOfLine(begin, length);  // the block may be refilled before the caller reads
             spanning = true;
@@ -599,7 +595,8 @@ int SocketIPS::RecvBin(char* buffer, int capacity) {
         return static_cast<int>(TakeBuffered(buffer, static_cast<std::size_t>(capacity)));
     }
     ssize_t got = ReceiveSome(buffer, static_cast<std::size_t>(capacity), timeoutMs_);
-    if (got < 0 && recvState_ != RecvState::Interrupted) {
+    // A cut TLS connection is told by the transfer that it ends.
+    if (got < 0 && recvState_ != RecvState::Interrupted && recvState_ != RecvState::Cut) {
         AlertHook::Raise(kReceiveAlert);
     }
     return static_cast<int>(got);
@@ -678,6 +675,9 @@ ssize_t SocketIPS::ReceiveTls(char* buffer, std::size_t capacity, int timeoutMs)
             case TlsConnection::Status::Closed:
                 recvState_ = RecvState::EndOfData;
                 return 0;
+            case TlsConnection::Status::Cut:
+                recvState_ = RecvState::Cut;
+                return -1;
             case TlsConnection::Status::Failed:
                 recvState_ = RecvState::Failed;
                 return -1;

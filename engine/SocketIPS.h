@@ -22,7 +22,8 @@ typedef struct ssl_session_st SSL_SESSION;
 // another thread can stop a blocked call. The descriptor is only closed by the owner.
 class SocketIPS {
 public:
-    enum class RecvState { Ok, EndOfData, Failed, TimedOut, Interrupted };
+    // Cut: a TLS connection that ended without close_notify, which an attacker can cause.
+    enum class RecvState { Ok, EndOfData, Failed, Cut, TimedOut, Interrupted };
 
     static constexpr int kDefaultTimeoutMs = 40000;
     static constexpr std::size_t kSendCapacity = 4096;

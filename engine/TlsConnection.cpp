@@ -47,11 +47,31 @@ std::string Fingerprint(X509* certificate) {
     return text;
 }
 
+bool NameMatches(X509* certificate, const std::string& host) {
+    return IsAddress(host)
+               ? X509_check_ip_asc(certificate, host.c_str(), 0) == 1
+               : X509_check_host(certificate, host.c_str(), host.size(), 0, nullptr) == 1;
+}
+
+// What is wrong with a certificate, the name first: a chain error is all OpenSSL reports when
+// the chain fails too, and "unable to get local issuer certificate" would hide that the
+// certificate belongs to another server.
+std::string ProblemOf(long result, bool nameMatches, const std::string& host) {
+    const bool nameResult =
+        result == X509_V_ERR_HOSTNAME_MISMATCH || result == X509_V_ERR_IP_ADDRESS_MISMATCH;
+    std::string problem = nameMatches ? "" : "it is made out to another name than " + host;
+    if (result != X509_V_OK && !nameResult) {
+        problem +=
+            (problem.empty() ? "" : "; ") + std::string(X509_verify_cert_error_string(result));
+    }
+    return problem;
+}
+
 }  // namespace
 
 TlsConnection::TlsConnection(const TlsContext& context, int fd, const std::string& host,
                              SSL_SESSION* resume)
-    : ssl_(SSL_new(context.Native())) {
+    : ssl_(SSL_new(context.Native())), host_(host) {
     if (ssl_ == nullptr) {
         error_ = "TLS cannot be set up.";
         return;
@@ -84,7 +104,13 @@ TlsConnection::Status TlsConnection::StatusOf(int result) {
         case SSL_ERROR_ZERO_RETURN:
             return Status::Closed;
         default: {
-            const unsigned long code = ERR_get_error();
+            const unsigned long code = ERR_peek_error();
+            if (ERR_GET_LIB(code) == ERR_LIB_SSL &&
+                ERR_GET_REASON(code) == SSL_R_UNEXPECTED_EOF_WHILE_READING) {
+                error_ = "the connection ended without TLS's closing notice";
+                ERR_clear_error();
+                return Status::Cut;
+            }
             const char* text = code != 0 ? ERR_reason_error_string(code) : nullptr;
             error_ = text != nullptr ? text : "the connection was cut";
             ERR_clear_error();
@@ -102,13 +128,18 @@ TlsConnection::Status TlsConnection::Handshake() {
 }
 
 TlsConnection::Io TlsConnection::Read(char* buffer, std::size_t capacity) {
+    // After the cut OpenSSL only says "failed": the reason must outlast the read that saw it.
+    if (cut_) {
+        return {Status::Cut, 0};
+    }
     std::size_t got = 0;
     const int result = SSL_read_ex(ssl_, buffer, capacity, &got);
     if (result == 1) {
         return {Status::Done, got};
     }
-    // An end without close_notify reads as Closed too (the context says so).
-    return {StatusOf(result), 0};
+    const Status status = StatusOf(result);
+    cut_ = status == Status::Cut;
+    return {status, 0};
 }
 
 TlsConnection::Io TlsConnection::Write(const char* bytes, std::size_t length) {
@@ -132,8 +163,9 @@ TlsConnection::Certificate TlsConnection::PeerCertificate() const {
         return certificate;
     }
     const long result = SSL_get_verify_result(ssl_);
-    certificate.verified = result == X509_V_OK;
-    certificate.problem = certificate.verified ? "" : X509_verify_cert_error_string(result);
+    const bool nameMatches = NameMatches(peer.get(), host_);
+    certificate.verified = result == X509_V_OK && nameMatches;
+    certificate.problem = ProblemOf(result, nameMatches, host_);
     certificate.subject = NameText(X509_get_subject_name(peer.get()));
     certificate.issuer = NameText(X509_get_issuer_name(peer.get()));
     certificate.notBefore = TimeText(X509_get0_notBefore(peer.get()));

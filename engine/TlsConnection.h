@@ -14,7 +14,8 @@ typedef struct ssl_session_st SSL_SESSION;
 // what it waits for; the socket's owner does the waiting, bounded and interruptible.
 class TlsConnection {
 public:
-    enum class Status { Done, WantRead, WantWrite, Closed, Failed };
+    // Closed: the peer sent close_notify. Cut: the connection ended without it.
+    enum class Status { Done, WantRead, WantWrite, Closed, Cut, Failed };
     struct Io {
         Status status = Status::Failed;
         std::size_t bytes = 0;
@@ -22,7 +23,7 @@ public:
     // What the user is shown about a certificate that does not verify.
     struct Certificate {
         bool verified = false;  // the chain leads to a trusted root and the name matches
-        std::string problem;    // why not, in OpenSSL's words
+        std::string problem;    // why not: another name first, then OpenSSL's words
         std::string subject;
         std::string issuer;
         std::string notBefore;
@@ -54,5 +55,7 @@ private:
     Status StatusOf(int result);
 
     SSL* ssl_ = nullptr;
+    std::string host_;
     std::string error_;
+    bool cut_ = false;
 };

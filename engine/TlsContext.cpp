@@ -31,9 +31,8 @@ std::shared_ptr<TlsContext> TlsContext::Create(const std::string& caFile, std::s
     // itself goes through, and nothing is sent on the connection before that judgement.
     SSL_CTX_set_verify(context, SSL_VERIFY_NONE, nullptr);
     SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
-    // Servers end data connections without close_notify often; a cut transfer is caught by its
-    // size instead.
-    SSL_CTX_set_options(context, SSL_OP_IGNORE_UNEXPECTED_EOF);
+    // No SSL_OP_IGNORE_UNEXPECTED_EOF: data that ends without close_notify may have been cut
+    // by anyone on the path, and a listing or an ASCII file has no size to tell.
     // Many records per receive instead of a header and a body each: a download makes a third
     // of the system calls. Every read goes on until OpenSSL wants more before the socket is
     // polled, so bytes held here are never waited on.

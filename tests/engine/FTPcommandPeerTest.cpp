@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <sstream>
@@ -15,6 +16,7 @@
 #include "LocalPort.h"
 #include "Recorders.h"
 #include "ScriptedPeer.h"
+#include "SocketIPS.h"
 #include "TempDir.h"
 #include "ViewFolder.h"
 
@@ -97,6 +99,9 @@ TEST(FTPcommandLogOnTest, LogOnEndsAsTheServerSaysAndNeverWaitsForACodeThatWillN
          "USER bob\r\nQUIT\r\n", "The server refused the log-on:\n332 Need account."},
         {"USER answered 230 needs no PASS", "220 hi\n<USER\n230-Welcome\n230 in", false,
          "anonymous", 0, "USER anonymous\r\n", ""},
+        // RFC 2228's protected reply (curl's test 1282): no code this client knows, so final.
+        {"PASS answered 633", "220 hi\n<USER\n331 pw\n<PASS\n633 XXXXXXXX", false, "bob", 1,
+         "USER bob\r\nPASS pw\r\nQUIT\r\n", "The server refused the log-on:\n633 XXXXXXXX"},
         {"closed after USER", "220 hi\n<USER", true, "bob", 1, "USER bob\r\n",
          "Error during logon."},
         // The goodbye does not wait for a reply either.
@@ -378,7 +383,8 @@ TEST_F(TransferPeerTest, FetchedFilesStayInsideTheirFolderAndViewedOnesArePrivat
     EXPECT_FALSE(fs::exists(viewFolder));  // gone with the session
 }
 
-const char* const kListing =
+// A NUL in a name makes that line unsafe, not the listing incomplete.
+const char kListingBytes[] =
     "total 42\r\n"
     "drwxr-xr-x 2 ftp ftp 4096 Jan 01 12:00 .\r\n"
     "drwxr-xr-x 2 ftp ftp 4096 Jan 01 12:00 my dir\r\n"
@@ -387,7 +393,10 @@ const char* const kListing =
     "-rw-r--r-- 1 ftp ftp 123 Jan 01 12:00 readme\r\n"
     "01-01-20  12:00PM       <DIR>          dosdir\r\n"
     "01-01-20  12:00PM             1234 dos file.txt\r\n"
-    "-rw-r--r-- 1 ftp ftp 66 Jan 01 12:00 ../x\r\n";
+    "-rw-r--r-- 1 ftp ftp 66 Jan 01 12:00 ../x\r\n"
+    "-rw-r--r-- 1 ftp ftp 5 Jan 01 12:00 nul\0name\r\n"
+    "-rw-r--r-- 1 ftp ftp 7 Jan 01 12:00 after\r\n";
+const std::string kListing(kListingBytes, sizeof kListingBytes - 1);
 
 class ViewRecorder : public ListingMonitor {
 public:
@@ -415,16 +424,17 @@ TEST_F(TransferPeerTest, ListingFillsBothPanesTheViewAndTheSizes) {
         return out;
     };
     EXPECT_EQ(names(directories), (Named{{"my dir", 1}, {"bin", 2}, {"dosdir", 1}}));
-    EXPECT_EQ(names(files), (Named{{"bin", 2}, {"readme", 0}, {"dos file.txt", 0}}));
-    ASSERT_EQ(view.lines.size(), 5u);
+    EXPECT_EQ(names(files), (Named{{"bin", 2}, {"readme", 0}, {"dos file.txt", 0}, {"after", 0}}));
+    ASSERT_EQ(view.lines.size(), 6u);
     EXPECT_EQ(view.lines[0], "drwxr-xr-x 2 ftp ftp 4096 Jan 01 12:00 my dir");
     EXPECT_EQ(ftp->FindSize("readme"), 123);
     EXPECT_EQ(ftp->FindSize("README"), 0);
     EXPECT_EQ(ftp->FindSize("dos file.txt"), 1234);
     EXPECT_EQ(ftp->FindSize("../x"), 0);
-    EXPECT_EQ(status.files, 2);
+    EXPECT_EQ(status.files, 3);
     EXPECT_EQ(status.directories, 3);
     EXPECT_TRUE(log.Contains("Unsafe name skipped: ../x"));
+    EXPECT_TRUE(log.Contains("Unsafe name skipped: nul\\0name"));
     Sent();
 }
 
@@ -438,8 +448,10 @@ TEST_F(TransferPeerTest, AnIncompleteListingIsAnError) {
     peer.Reply("426 Connection reset.");
     peer.Expect("PASV").Passive().Expect("LIST").Reply("150 ok").SendData(kListing);
     peer.Reply("451 Listing failed.");
-    peer.Expect("PASV").Passive().Expect("LIST").Reply("150 ok").SendData(endless);
-    peer.Reply("226 done");
+    for (int i = 0; i < 2; ++i) {
+        peer.Expect("PASV").Passive().Expect("LIST").Reply("150 ok").SendData(endless);
+        peer.Reply("226 done");
+    }
     peer.Expect("PWD").Reply("257 \"/\"").Silence();
     Connect();
     ftp->SetListingLimit(100);
@@ -447,9 +459,23 @@ TEST_F(TransferPeerTest, AnIncompleteListingIsAnError) {
     for (int i = 0; i < 3; ++i) {
         EXPECT_NE(List(&files), 0);
     }
+    ftp->SetListingLimit(1000, 1000);  // a few long lines count as much as many short ones
+    EXPECT_NE(List(&files), 0);
     EXPECT_TRUE(log.Contains("The listing passed 100 lines and was stopped there."));
+    EXPECT_TRUE(log.Contains("The listing passed 1000 bytes and was stopped there."));
     EXPECT_TRUE(log.Contains("The listing is incomplete."));
     EXPECT_EQ(ftp->PWD(), "/");
+    Sent();
+}
+
+// With the session's own time-outs: no byte for 30 s ends the transfer, and its verdict is
+// waited for a few seconds more, well before the control connection's 40 s.
+TEST_F(TransferPeerTest, ASilentDataConnectionFailsBeforeTheControlTimeOut) {
+    peer.Reply("220 hi").Expect("PASV").Passive().Expect("RETR").Reply("150 here").Silence();
+    ASSERT_EQ(LogOn(nullptr, nullptr, SocketIPS::kDefaultTimeoutMs), 0);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_NE(Get("stuck"), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(40));
     Sent();
 }
 

@@ -37,6 +37,7 @@ TEST(ReplyReaderTest, FramesRepliesWhateverTheirDigitsAndHowTheBytesArrive) {
         {"a line that is no reply", "hello there\r\n220 hi\r\n", {0, 220}, 1},
         {"digits not followed by a space or dash", "2201 x\r\n", {0}, 1},
         {"a last line of the code alone", "230-a\r\n230\r\n", {230}, 2},
+        {"codes outside 1xx-5xx", "633-x\r\n633 y\r\n999 z\r\n", {633, 999}, 2},
     };
     for (const Case& c : cases) {
         for (std::size_t chunk : {c.bytes.size(), std::size_t{1}, std::size_t{7}}) {

@@ -16,6 +16,8 @@ parser.add_argument("--address", default="127.0.0.1")
 parser.add_argument("--rate", type=int, default=0, help="bytes a second on data connections")
 parser.add_argument("--tls-cert", help="certificate file: explicit TLS required on every connection")
 parser.add_argument("--tls-key", help="the certificate's private key file")
+parser.add_argument("--cut-tls-data", action="store_true",
+                    help="end TLS data connections without close_notify, as a cut on the path")
 args = parser.parse_args()
 
 logging.basicConfig(level=logging.ERROR)
@@ -52,6 +54,15 @@ if args.rate:
         read_limit = write_limit = args.rate
 
     Handler.dtp_handler = Throttled
+if args.cut_tls_data:
+    from pyftpdlib.handlers import TLS_DTPHandler
+
+    class Cut(TLS_DTPHandler):
+        def close(self):
+            self._ssl_established = False  # closes the socket with no TLS shutdown first
+            super().close()
+
+    Handler.dtp_handler = Cut
 server = FTPServer((args.address, args.port), Handler)
 print(server.address[1], flush=True)
 server.serve_forever(handle_exit=True)
