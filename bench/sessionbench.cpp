@@ -15,6 +15,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QPointer>
 #include <QTimer>
 
 #include <cstdio>
@@ -133,14 +134,16 @@ Sizes Measure(const fs::path& root) {
 }
 
 // A window logged on to the host folder `start`; `seconds` gets the time from the log-on's start
-// to both panes shown, and the stall meter starts with it.
-FTPWindow* OpenWindow(const FtpUrl& url, const Options& options, const std::string& start,
-                      const std::string& local, StallMeter& stalls, double* seconds = nullptr) {
+// to both panes shown, and the stall meter starts with it. None when the log-on failed: the
+// window has closed itself then.
+QPointer<FTPWindow> OpenWindow(const FtpUrl& url, const Options& options, const std::string& start,
+                               const std::string& local, StallMeter& stalls,
+                               double* seconds = nullptr) {
     const std::string user = url.user.value_or("anonymous");
-    auto* window = new FTPWindow(QRect(60, 60, 460, 525),
-                                 "Tarvik Transfer  Host: " + url.host + " Login: " + user + " ",
-                                 url.host, user, url.password.value_or("sessionbench@localhost"),
-                                 "", "", 0, 6000, options.passive);
+    QPointer<FTPWindow> window = new FTPWindow(
+        QRect(60, 60, 460, 525), "Tarvik Transfer  Host: " + url.host + " Login: " + user + " ",
+        url.host, user, url.password.value_or("sessionbench@localhost"), "", "", 0, 6000,
+        options.passive);
     window->show();
     // The first paint of a new window (fonts, icon theme) is start-up, not work: let it pass.
     QElapsedTimer settle;
@@ -154,7 +157,13 @@ FTPWindow* OpenWindow(const FtpUrl& url, const Options& options, const std::stri
     }
     stalls.Restart();
     window->Init(logOn);
-    double loggedOn = TimeUntil([&] { return !window->IsLoggingOn() && !window->IsBusy(); });
+    double loggedOn =
+        TimeUntil([&] { return !window || (!window->IsLoggingOn() && !window->IsBusy()); });
+    if (!window || !window->IsConnected()) {
+        std::fprintf(stderr, "sessionbench: the log-on to %s failed\n", url.host.c_str());
+        TimeUntil([&] { return !window; });
+        return nullptr;
+    }
     if (seconds != nullptr) {
         *seconds = loggedOn;
     }
@@ -175,9 +184,13 @@ double RunCommand(FTPWindow& window, std::uint32_t code) {
     return clock.elapsed() / 1000.0;
 }
 
-int List(FTPWindow*& window, const FtpUrl& url, const Options& options, StallMeter& stalls) {
+int List(QPointer<FTPWindow>& window, const FtpUrl& url, const Options& options,
+         StallMeter& stalls) {
     double seconds = 0;
     window = OpenWindow(url, options, url.path, "", stalls, &seconds);
+    if (!window) {
+        return 1;
+    }
     std::size_t shown =
         window->HostFiles()->Items().size() + window->HostDirectories()->Items().size();
     std::printf(
@@ -191,12 +204,15 @@ int List(FTPWindow*& window, const FtpUrl& url, const Options& options, StallMet
 }
 
 // A tree or a file, chosen in the window's own lists and moved by its own commands.
-int Transfer(FTPWindow*& window, const FtpUrl& url, const Options& options, const fs::path& local,
-             StallMeter& stalls) {
+int Transfer(QPointer<FTPWindow>& window, const FtpUrl& url, const Options& options,
+             const fs::path& local, StallMeter& stalls) {
     std::string host = options.mode == "put-tree" ? url.path : url.Folder();
     std::string name = options.mode == "put-tree" ? local.filename().string() : url.Name();
     fs::path folder = options.mode == "put-tree" ? local.parent_path() : local;
     window = OpenWindow(url, options, host, folder.string(), stalls);
+    if (!window) {
+        return 1;
+    }
     LPBListView* list = options.mode == "get-tree"   ? window->HostDirectories()
                         : options.mode == "put-tree" ? window->LocalDirectories()
                                                      : window->HostFiles();
@@ -250,7 +266,7 @@ int main(int argc, char** argv) {
     }
     Alert::InstallEngineHook();
     StallMeter stalls;
-    FTPWindow* window = nullptr;
+    QPointer<FTPWindow> window;
     int result = 0;
     if (options.mode == "list") {
         result = List(window, *url, options, stalls);
@@ -258,17 +274,16 @@ int main(int argc, char** argv) {
         fs::path local = options.mode == "put-tree" ? options.words[0] : options.words[1];
         result = Transfer(window, *url, options, fs::absolute(local), stalls);
     }
-    if (window != nullptr && !options.rename.empty() &&
-        window->HostFiles()->SelectText(options.rename)) {
+    if (window && !options.rename.empty() && window->HostFiles()->SelectText(options.rename)) {
         window->PostMessage(Message(FTPWindow::kRenameHostFiles));
     }
     if (options.hold > 0) {
         QTimer::singleShot(options.hold * 1000, &application, &QApplication::quit);
         application.exec();
     }
-    if (window != nullptr) {
+    if (window) {
         window->PostMessage(Message(FTPWindow::kQuickLogout));
-        TimeUntil([&] { return window->isHidden(); });
+        TimeUntil([&] { return !window || window->isHidden(); });
     }
     return result != 0 || alerts != 0 ? 1 : 0;
 }
