@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <fstream>
+#include <map>
 #include <set>
 
 namespace {
@@ -58,24 +59,30 @@ bool UnderLink(const std::vector<std::string>& parts, const std::set<std::string
     return false;
 }
 
-// A link's target, read from the link's own folder, must stay inside the unpacked tree.
-bool TargetStaysInside(const std::vector<std::string>& link, const std::string& target) {
+// A link's target, read from the link's own folder, must stay inside the unpacked tree and pass
+// through no link of the archive on its way there.
+bool TargetStaysInside(const std::vector<std::string>& link, const std::string& target,
+                       const std::set<std::string>& links) {
     if (target.empty() || target.front() == '/') {
         return false;
     }
-    std::size_t depth = link.size() - 1;
+    std::vector<std::string> at(link.begin(), link.end() - 1);
     std::size_t start = 0;
     while (start <= target.size()) {
         std::size_t end = target.find('/', start);
         std::string_view part = std::string_view(target).substr(
             start, end == std::string::npos ? std::string::npos : end - start);
+        const bool last = target.find_first_not_of('/', end) == std::string::npos;
         if (part == "..") {
-            if (depth == 0) {
+            if (at.empty()) {
                 return false;
             }
-            --depth;
+            at.pop_back();
         } else if (!part.empty() && part != ".") {
-            ++depth;
+            at.emplace_back(part);
+            if (!last && links.count(Joined(at, at.size())) != 0) {
+                return false;
+            }
         }
         if (end == std::string::npos) {
             break;
@@ -83,6 +90,24 @@ bool TargetStaysInside(const std::vector<std::string>& link, const std::string& 
         start = end + 1;
     }
     return true;
+}
+
+// Where an entry lands once the tools have stripped what leads out of the folder ("/a" and "../a"
+// land on "a"), joined with "/"; empty for a name that lands nowhere.
+std::string LandingKey(std::string_view name, bool zip) {
+    const std::string_view separators = zip ? "/\\" : "/";
+    while (!name.empty()) {
+        if (separators.find(name.front()) != std::string_view::npos) {
+            name.remove_prefix(1);
+        } else if (name.starts_with("..") &&
+                   (name.size() == 2 || separators.find(name[2]) != std::string_view::npos)) {
+            name.remove_prefix(2);
+        } else {
+            break;
+        }
+    }
+    auto parts = name.empty() ? std::nullopt : Components(name, zip);
+    return parts ? Joined(*parts, parts->size()) : std::string();
 }
 
 std::uint32_t Little(const unsigned char* bytes, int count) {
@@ -247,22 +272,71 @@ std::optional<std::vector<ArchiveEntries::Entry>> ArchiveEntries::ReadZip(const 
     return entries;
 }
 
+// The archive is judged as a whole, since tar and unzip extract every member that carries a
+// name they are given: a name is safe only when each member under it is. Repeated names (a file,
+// then a link of the same name; a folder, then a link) and hard links to anything not judged
+// safe leave every member of that name out.
 ArchiveEntries::Plan ArchiveEntries::Check(const std::vector<Entry>& entries, bool zip) {
-    Plan plan;
+    struct Judged {
+        std::optional<std::vector<std::string>> parts;
+        std::string key;  // the path it lands on: "./a", "a/" and "/a" are "a"
+        bool safe = false;
+    };
+    std::vector<Judged> judged;
+    std::map<std::string, int> members;
+    std::map<std::string, bool> onlyFolders;
     std::set<std::string> links;
     for (const Entry& entry : entries) {
-        auto parts = Components(entry.name, zip);
-        bool safe = parts && !UnderLink(*parts, links) && entry.type != Type::Other;
-        if (parts && entry.type == Type::Link) {
-            links.insert(Joined(*parts, parts->size()));
-            safe = safe && !zip && TargetStaysInside(*parts, entry.target);
+        Judged j{Components(entry.name, zip), LandingKey(entry.name, zip), false};
+        if (!j.key.empty()) {
+            ++members[j.key];
+            auto [folders, added] = onlyFolders.try_emplace(j.key, true);
+            folders->second = folders->second && entry.type == Type::Directory;
+            if (entry.type == Type::Link) {
+                links.insert(j.key);
+            }
         }
-        if (safe && entry.type == Type::HardLink) {
-            auto target = Components(entry.target, zip);
-            safe = target && !UnderLink(*target, links) &&
-                   links.count(Joined(*target, target->size())) == 0;
+        judged.push_back(std::move(j));
+    }
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const Entry& entry = entries[i];
+        Judged& j = judged[i];
+        j.safe = j.parts && entry.type != Type::Other && !UnderLink(*j.parts, links) &&
+                 (members[j.key] == 1 || onlyFolders[j.key]);
+        if (entry.type == Type::Link) {
+            j.safe = j.safe && !zip && TargetStaysInside(*j.parts, entry.target, links);
         }
-        (safe ? plan.safe : plan.unsafe).push_back(entry.name);
+    }
+    // A hard link is as safe as the plain file before it that it names; chains are followed to
+    // the end, since a link judged unsafe makes the links to it unsafe.
+    std::map<std::string, std::size_t> index;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        if (!judged[i].key.empty()) {
+            index.emplace(judged[i].key, i);
+        }
+    }
+    for (bool changed = true; changed;) {
+        changed = false;
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            if (!judged[i].safe || entries[i].type != Type::HardLink) {
+                continue;
+            }
+            auto target = Components(entries[i].target, zip);
+            auto found = target ? index.find(Joined(*target, target->size())) : index.end();
+            // tar links to a file it has made already: a target further on fails the run.
+            const bool safe = found != index.end() && found->second < i &&
+                              judged[found->second].safe &&
+                              (entries[found->second].type == Type::File ||
+                               entries[found->second].type == Type::HardLink);
+            if (!safe) {
+                judged[i].safe = false;
+                changed = true;
+            }
+        }
+    }
+    Plan plan;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        (judged[i].safe ? plan.safe : plan.unsafe).push_back(entries[i].name);
     }
     return plan;
 }

@@ -3,8 +3,11 @@
 #include <QProcess>
 #include <QStringList>
 
+#include <sys/stat.h>
+
 #include <cstdlib>
 #include <filesystem>
+#include <map>
 #include <sstream>
 
 #include "ArchiveEntries.h"
@@ -22,6 +25,21 @@ std::string FirstLines(const std::string& text) {
         kept += (kept.empty() ? "" : "\n") + line;
     }
     return kept;
+}
+
+// Why a tool failed: its own words, or its exit status when it said nothing on standard error
+// (unzip tells some failures on standard output).
+std::string Reason(const ArchiveUnpacker::Run& run, const char* tool) {
+    std::string reason = FirstLines(run.errors);
+    if (reason.empty()) {
+        reason = FirstLines(run.output);
+    }
+    if (reason.empty() && run.exitCode != 0) {
+        reason = std::string(tool) +
+                 (run.exitCode < 0 ? " was stopped."
+                                   : " ended with status " + std::to_string(run.exitCode) + ".");
+    }
+    return reason;
 }
 
 // Info-ZIP reads names as patterns: each wildcard character stands for itself in brackets.
@@ -46,6 +64,67 @@ std::string PrivateFolder(const std::string& folder) {
 bool IsRealFolder(const fs::path& path) {
     std::error_code error;
     return fs::symlink_status(path, error).type() == fs::file_type::directory;
+}
+
+// A link's target, read from the folder that holds it, stays below `root` and passes through no
+// other link on its way ("up -> ." and "d/x -> ../up/.." would lead out, step by step).
+bool LinkStaysInside(const fs::path& link, const fs::path& root) {
+    std::error_code error;
+    const fs::path target = fs::read_symlink(link, error);
+    if (error || target.empty() || target.is_absolute()) {
+        return false;
+    }
+    fs::path at = link.parent_path();
+    auto depth = std::distance(root.begin(), root.end());
+    depth = std::distance(at.begin(), at.end()) - depth;
+    for (auto part = target.begin(); part != target.end(); ++part) {
+        if (*part == "..") {
+            if (--depth < 0) {
+                return false;
+            }
+            at = at.parent_path();
+        } else if (*part != "." && !part->empty()) {
+            ++depth;
+            at /= *part;
+            const bool last = std::next(part) == target.end();
+            if (!last && fs::symlink_status(at, error).type() == fs::file_type::symlink) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+// What the tools should have left, and nothing else: folders, plain files, and links that stay
+// inside. A device, a FIFO, a socket, a link that leads out, or a file that is also linked from
+// outside goes, whatever the listing said.
+std::vector<fs::path> Strays(const fs::path& root) {
+    std::vector<fs::path> strays;
+    std::map<std::pair<dev_t, ino_t>, std::pair<nlink_t, std::vector<fs::path>>> linked;
+    std::error_code error;
+    for (auto entry = fs::recursive_directory_iterator(root, error);
+         !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+        struct stat info {};
+        if (::lstat(entry->path().c_str(), &info) != 0) {
+            strays.push_back(entry->path());
+        } else if (S_ISLNK(info.st_mode)) {
+            if (!LinkStaysInside(entry->path(), root)) {
+                strays.push_back(entry->path());
+            }
+        } else if (S_ISREG(info.st_mode) && info.st_nlink > 1) {
+            auto& [count, paths] = linked[{info.st_dev, info.st_ino}];
+            count = info.st_nlink;
+            paths.push_back(entry->path());
+        } else if (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode)) {
+            strays.push_back(entry->path());
+        }
+    }
+    for (const auto& [inode, names] : linked) {
+        if (names.first > names.second.size()) {
+            strays.insert(strays.end(), names.second.begin(), names.second.end());
+        }
+    }
+    return strays;
 }
 
 }  // namespace
@@ -84,7 +163,7 @@ ArchiveUnpacker::Result ArchiveUnpacker::Gunzip(const std::string& archive) {
     Result result;
     Run run = Tool("gunzip", {"-n", "--", archive});
     result.done = run.started && run.exitCode == 0;
-    result.error = run.started ? FirstLines(run.errors) : "gunzip is not installed.";
+    result.error = run.started ? Reason(run, "gunzip") : "gunzip is not installed.";
     return result;
 }
 
@@ -106,7 +185,7 @@ ArchiveUnpacker::Result ArchiveUnpacker::Extract(Kind kind, const std::string& a
         Run list = Tool("tar", {"--list", "--verbose", "--numeric-owner", "--quoting-style=c",
                                 "--force-local", "--file", archive});
         if (!list.started || list.exitCode != 0) {
-            result.error = list.started ? FirstLines(list.errors) : "tar is not installed.";
+            result.error = list.started ? Reason(list, "tar") : "tar is not installed.";
             return result;
         }
         std::istringstream lines(list.output);
@@ -155,7 +234,12 @@ ArchiveUnpacker::Result ArchiveUnpacker::Extract(Kind kind, const std::string& a
         result.error = zip ? "unzip is not installed." : "tar is not installed.";
     } else {
         result.done = run.exitCode == 0;
-        result.error = FirstLines(run.errors);
+        result.error = Reason(run, zip ? "unzip" : "tar");
+        for (const fs::path& stray : Strays(work)) {
+            std::error_code error;
+            fs::remove(stray, error);
+            result.skipped.push_back(stray.lexically_relative(work).string());
+        }
         MoveInto(work, folder, "", result);
     }
     std::error_code error;

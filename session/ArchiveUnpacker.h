@@ -18,13 +18,15 @@ public:
 
     static Result Unpack(Kind kind, const std::string& archive, const std::string& folder);
 
-private:
+    // What a tool did.
     struct Run {
         bool started = false;
         int exitCode = -1;
         std::string output;
         std::string errors;
     };
+
+private:
     static Run Tool(const char* program, const std::vector<std::string>& arguments,
                     const std::string& input = {});
     static Result Gunzip(const std::string& archive);

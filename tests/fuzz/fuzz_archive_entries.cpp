@@ -1,6 +1,7 @@
 // The archive checks on arbitrary bytes: the input is read both as tar's listing (one entry a
-// line) and as a zip file. Whatever the bytes, every entry is judged once, and no entry judged
-// safe starts at "/" or climbs with "..".
+// line) and as a zip file. Whatever the bytes, every entry is judged once, no entry judged safe
+// starts at "/" or climbs with "..", and no safe name is also an unsafe one.
+#include <set>
 #include <string>
 #include <vector>
 
@@ -22,8 +23,11 @@ bool Climbs(std::string_view name, bool zip) {
 void CheckPlan(const std::vector<ArchiveEntries::Entry>& entries, bool zip) {
     const ArchiveEntries::Plan plan = ArchiveEntries::Check(entries, zip);
     Require(plan.safe.size() + plan.unsafe.size() == entries.size());
+    // A tool given a safe name extracts every member of that name: none may be unsafe.
+    const std::set<std::string> unsafe(plan.unsafe.begin(), plan.unsafe.end());
     for (const std::string& name : plan.safe) {
         Require(!Climbs(name, zip) && name.find('\0') == std::string::npos);
+        Require(unsafe.count(name) == 0);
     }
 }
 
