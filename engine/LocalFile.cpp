@@ -77,3 +77,21 @@ long long LocalFile::SizeOf(const std::string& path) {
     LocalFile file(path, Mode::Read);
     return file.Size();
 }
+
+std::optional<std::string> LocalFile::ReadAll(const std::string& path, std::size_t limit) {
+    LocalFile file(path, Mode::Read);
+    if (!file.IsOpen() || static_cast<unsigned long long>(file.Size()) > limit) {
+        return std::nullopt;
+    }
+    std::string bytes;
+    bytes.reserve(static_cast<std::size_t>(file.Size()));
+    char block[64 * 1024];
+    // Read to the end, not to the size: a file that grew meanwhile must still fit.
+    for (ssize_t got; (got = file.Read(block, sizeof block)) != 0;) {
+        if (got < 0 || bytes.size() + static_cast<std::size_t>(got) > limit) {
+            return std::nullopt;
+        }
+        bytes.append(block, static_cast<std::size_t>(got));
+    }
+    return bytes;
+}

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <sys/types.h>
+
+#include <optional>
 #include <string>
 
 // A local file opened for one transfer, closed by its destructor.
@@ -29,6 +31,9 @@ public:
 
     // Size of a file in bytes, 0 when it cannot be opened.
     static long long SizeOf(const std::string& path);
+    // The whole of a plain file of at most `limit` bytes. A FIFO or a device under the name is
+    // refused at once, never waited on; nothing for those, for a larger file or a read error.
+    static std::optional<std::string> ReadAll(const std::string& path, std::size_t limit);
 
 private:
     int fd_ = -1;

@@ -344,7 +344,9 @@ bool ConfigManager::OpenFile(bool forReading) {
 }
 
 bool ConfigManager::OpenForReading() {
-    int fd = ::open(path_->c_str(), O_RDONLY | O_CLOEXEC);
+    // Non-blocking and a plain file only: a FIFO under the name must not hold the program.
+    constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK;
+    int fd = ::open(path_->c_str(), kFlags);
     if (fd < 0 && errno == ENOENT) {
         // A missing file is created empty; it holds passwords once saved.
         const int created =
@@ -352,11 +354,17 @@ bool ConfigManager::OpenForReading() {
         if (created >= 0) {
             ::close(created);
         }
-        fd = ::open(path_->c_str(), O_RDONLY | O_CLOEXEC);
+        fd = ::open(path_->c_str(), kFlags);
+    }
+    struct stat info {};
+    if (fd >= 0 && (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode))) {
+        ::close(fd);
+        fd = -1;
     }
     if (fd < 0) {
         return false;
     }
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
     file_.reset(::fdopen(fd, "rb"));
     if (!file_) {
         ::close(fd);

@@ -9,6 +9,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "LocalFile.h"
+
 namespace {
 
 constexpr const char* kHeader = "TarvikFormOptions 1";
@@ -85,13 +87,13 @@ bool FormOptions::Load() {
     if (!std::filesystem::exists(path_, error)) {
         return !error;
     }
-    if (!std::filesystem::is_regular_file(path_, error) ||
-        std::filesystem::file_size(path_, error) > kMaxBytes || error) {
-        return false;
+    std::optional<std::string> bytes = LocalFile::ReadAll(path_, kMaxBytes);
+    if (!bytes) {
+        return false;  // not a plain file, or too large to be ours
     }
-    std::ifstream file(path_, std::ios::binary);
+    std::istringstream file(*bytes);
     std::string line;
-    if (!file || !std::getline(file, line) || line != kHeader) {
+    if (!std::getline(file, line) || line != kHeader) {
         return false;
     }
     while (std::getline(file, line)) {

@@ -5,6 +5,8 @@
 
 #include <cstring>
 
+#include "LocalFile.h"
+
 namespace {
 
 constexpr std::string_view kHeaderStart = "\n[";
@@ -15,30 +17,27 @@ bool Init::OpenFile(const std::string& path) {
     if (path.empty()) {
         return false;
     }
-    path_ = path;
-    if (Reopen()) {
-        return true;
-    }
-    // Created without truncation: a file that exists but could not be read stays as it is.
-    // Only its owner may read it: such files hold passwords.
-    const int fd = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+    // Created only where nothing is: never opened for writing, where a FIFO would hold it. Only
+    // its owner may read it: such files hold passwords.
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (fd >= 0) {
         ::close(fd);
     }
-    return Reopen();
-}
-
-bool Init::Reopen() {
-    file_.reset();
-    if (path_.empty()) {
+    std::optional<std::string> text = LocalFile::ReadAll(path, kMaxBytes);
+    if (!text) {
         return false;
     }
-    file_.reset(std::fopen(path_.c_str(), "re"));
-    return file_ && !std::ferror(file_.get());
+    OpenText(std::move(*text));
+    return true;
+}
+
+void Init::OpenText(std::string text) {
+    text_ = std::move(text);
+    Reopen();
 }
 
 int Init::Next() {
-    return file_ ? std::getc(file_.get()) : EOF;
+    return at_ < text_.size() ? static_cast<unsigned char>(text_[at_++]) : EOF;
 }
 
 void Init::Trace(std::string_view text) const {

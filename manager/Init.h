@@ -3,7 +3,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -31,6 +30,8 @@ public:
     static constexpr std::size_t kKept = 49;
     static constexpr std::size_t kMaxText = 255;  // longer values and names are cut here
     static constexpr const char* kRejectedSection = "InitQvftp";
+    // No init file of connections comes near this; a larger file is none.
+    static constexpr std::size_t kMaxBytes = 16u << 20;
 
     // The values of one section; a key that was not found leaves its value empty.
     struct Entry {
@@ -44,8 +45,11 @@ public:
     Init(const Init&) = delete;
     Init& operator=(const Init&) = delete;
 
-    // Opens the file for reading and remembers its path; a missing file is first created empty.
+    // Reads the whole file, a plain one of at most kMaxBytes; a missing file is first created
+    // empty. It may block on a hung mount: not for the GUI thread.
     bool OpenFile(const std::string& path);
+    // The file's bytes, read elsewhere.
+    void OpenText(std::string text);
 
     // Adds c to the match window (reset empties it first) and returns 1 when the window holds the
     // pattern, else 0. A zero character is not added and never matches.
@@ -69,17 +73,13 @@ public:
     void SetTrace(std::ostream* trace) { trace_ = trace; }
 
 private:
-    struct Closer {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
-
-    bool Reopen();
+    void Reopen() { at_ = 0; }
     int Next();  // the next byte, or EOF
     std::optional<std::string> ReadUntil(std::string_view ends, bool endOfFileEnds);
     void Trace(std::string_view text) const;
 
-    std::unique_ptr<std::FILE, Closer> file_;
-    std::string path_;
+    std::string text_;
+    std::size_t at_ = 0;
     std::array<char, kWindowBytes> window_{};
     std::size_t count_ = 0;
     std::ostream* trace_ = nullptr;

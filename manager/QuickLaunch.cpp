@@ -6,7 +6,8 @@
 
 #include <cstdint>
 #include <memory>
-#include <vector>
+
+#include "LocalFile.h"
 
 namespace {
 
@@ -27,22 +28,20 @@ void QuickLaunch::PutLine(std::FILE* file, const std::string& text) {
     std::fwrite(text.c_str(), 1, text.size() + 1, file);
 }
 
-std::optional<std::string> QuickLaunch::GetLine(std::FILE* file) {
-    unsigned char bytes[4];
-    if (std::fread(bytes, 1, sizeof bytes, file) != sizeof bytes) {
+std::optional<std::string> QuickLaunch::GetLine(std::string_view& bytes) {
+    if (bytes.size() < 4) {
         return std::nullopt;
     }
-    std::int32_t length = static_cast<std::int32_t>(bytes[0] | (bytes[1] << 8) | (bytes[2] << 16) |
-                                                    (static_cast<std::uint32_t>(bytes[3]) << 24));
-    if (length < 1 || length > kMaxLine) {
+    const auto byte = [&](std::size_t at) {
+        return static_cast<std::uint32_t>(static_cast<unsigned char>(bytes[at]));
+    };
+    const std::uint32_t length = byte(0) | byte(1) << 8 | byte(2) << 16 | byte(3) << 24;
+    if (length < 1 || length > kMaxLine || bytes.size() - 4 < length) {
         return std::nullopt;
     }
-    std::vector<char> text(static_cast<std::size_t>(length) + 1, '\0');
-    if (std::fread(text.data(), 1, static_cast<std::size_t>(length), file) !=
-        static_cast<std::size_t>(length)) {
-        return std::nullopt;
-    }
-    return std::string(text.data());  // the text ends at its stored zero byte
+    std::string_view text = bytes.substr(4, length);
+    bytes.remove_prefix(4 + length);
+    return std::string(text.substr(0, text.find('\0')));  // the text ends at its stored zero
 }
 
 bool QuickLaunch::Write(const std::string& path, const Form& form) {
@@ -68,18 +67,19 @@ bool QuickLaunch::Write(const std::string& path, const Form& form) {
 }
 
 std::optional<QuickLaunch::Form> QuickLaunch::Read(const std::string& path) {
-    File file(std::fopen(path.c_str(), "rb"));
-    if (!file) {
-        return std::nullopt;
-    }
-    std::optional<std::string> marker = GetLine(file.get());
+    std::optional<std::string> bytes = LocalFile::ReadAll(path, kMaxFile);
+    return bytes ? Parse(*bytes) : std::nullopt;
+}
+
+std::optional<QuickLaunch::Form> QuickLaunch::Parse(std::string_view bytes) {
+    std::optional<std::string> marker = GetLine(bytes);
     if (!marker || *marker != kMarker) {
         return std::nullopt;
     }
     Form form;
     for (std::string* field : {&form.host, &form.user, &form.password, &form.localDirectory,
                                &form.hostDirectory, &form.port}) {
-        *field = GetLine(file.get()).value_or("");
+        *field = GetLine(bytes).value_or("");
         // Every field goes into a command line: a line break would smuggle in another command.
         if (field->find_first_of("\r\n") != std::string::npos) {
             return std::nullopt;

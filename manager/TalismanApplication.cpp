@@ -12,8 +12,10 @@
 #include <QUrl>
 
 #include <algorithm>
+#include <filesystem>
 
 #include "Alert.h"
+#include "CrossThread.h"
 #include "Emblem.h"
 #include "FTPWindow.h"
 #include "FtpUrl.h"
@@ -54,20 +56,50 @@ void TalismanApplication::Open(const std::vector<std::string>& items, bool deskt
     if (desktop && !items.empty()) {
         showOnReady_ = false;
     }
-    for (const std::string& item : items) {
+    toOpen_.insert(toOpen_.end(), items.begin(), items.end());
+    OpenNext();
+}
+
+// One item after the other, so that sessions come in the order they were asked for.
+void TalismanApplication::OpenNext() {
+    while (!reading_ && !toOpen_.empty()) {
+        const std::string item = std::move(toOpen_.front());
+        toOpen_.pop_front();
         if (LaunchArguments::IsFtpLink(item)) {
             OpenLink(item);
         } else {
-            OpenQuickLaunchFile(item);
+            ReadQuickLaunchFile(item);
         }
     }
 }
 
-void TalismanApplication::OpenQuickLaunchFile(const std::string& path) {
-    if (!QFileInfo::exists(QString::fromStdString(path))) {
-        return;
+void TalismanApplication::ReadQuickLaunchFile(const std::string& path) {
+    reading_ = true;
+    const bool started = readers_.Spawn("QuickLaunch", [self = QPointer(this), path] {
+        std::error_code error;
+        // A file that is not there (any more) is no request.
+        const bool exists = std::filesystem::exists(std::filesystem::symlink_status(path, error));
+        std::optional<QuickLaunch::Form> form =
+            exists ? QuickLaunch::Read(path) : std::optional<QuickLaunch::Form>();
+        // Through the Qt application, which outlives this object: a read that ends while the
+        // program quits finds nobody to tell.
+        Post(QCoreApplication::instance(), [self, exists, form = std::move(form)] {
+            if (!self) {
+                return;
+            }
+            if (exists) {
+                self->OpenQuickLaunchForm(form);
+            }
+            self->reading_ = false;
+            self->OpenNext();
+        });
+    });
+    if (!started) {
+        reading_ = false;
     }
-    std::optional<QuickLaunch::Form> form = QuickLaunch::Read(path);
+}
+
+void TalismanApplication::OpenQuickLaunchForm(const std::optional<QuickLaunch::Form>& form) {
     if (!form) {
         Alert::Go("Bad Quick-Launch file format.");
         return;

@@ -4,11 +4,15 @@
 #include <QPointer>
 #include <QSplashScreen>
 
+#include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "MessageHandler.h"
+#include "QuickLaunch.h"
+#include "ThreadSet.h"
 
 class FTPWindow;
 class TalismanWindow;
@@ -53,7 +57,9 @@ private:
     void BringMainWindowBack();
     void Quit();
     void ExitWhenSessionsAreGone();
-    void OpenQuickLaunchFile(const std::string& path);
+    void OpenNext();
+    void ReadQuickLaunchFile(const std::string& path);
+    void OpenQuickLaunchForm(const std::optional<QuickLaunch::Form>& form);
     void OpenLink(const std::string& link);
     void AskPassword(Message open, const std::string& user, const std::string& host);
     void ShowAbout();
@@ -67,4 +73,9 @@ private:
     std::vector<QPointer<FTPWindow>> alive_;
     bool showOnReady_ = true;
     bool quitting_ = false;
+    // Files and links still to open, in the order given; a file is read on a worker, since a
+    // FIFO or a hung mount under its name must not hold up the program.
+    std::deque<std::string> toOpen_;
+    bool reading_ = false;
+    ThreadSet readers_;
 };

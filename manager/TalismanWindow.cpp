@@ -6,6 +6,7 @@
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QFileDialog>
 #include <QGroupBox>
 #include <QLineEdit>
@@ -21,10 +22,12 @@
 
 #include "Alert.h"
 #include "CertificateTrust.h"
+#include "CrossThread.h"
 #include "FTPWindow.h"
 #include "FieldLimit.h"
 #include "Init.h"
 #include "LPBListView.h"
+#include "LocalFile.h"
 #include "MessageCodes.h"
 #include "PromptW.h"
 #include "QuickLaunch.h"
@@ -50,7 +53,7 @@ constexpr const char* kSecurityNames[] = {"explicit-if-available", "explicit", "
 
 // Each section is looked for from the start of the file again: these keep an import of a file
 // that is not an init file at all from holding the window for long.
-constexpr std::uintmax_t kMaxInitBytes = 256 * 1024;
+constexpr std::size_t kMaxInitBytes = 256 * 1024;
 constexpr std::size_t kMaxInitSections = 500;
 
 // Cut at a character boundary, as the form cuts what is put into a field.
@@ -784,19 +787,35 @@ void TalismanWindow::AskImportInit() {
     }
 }
 
-// Every section with an address becomes a saved form of the section's name.
+// Every section with an address becomes a saved form of the section's name. The file is read
+// on a worker: a FIFO or a hung mount under the name must not hold up the window.
 void TalismanWindow::ImportInit(const std::string& path) {
-    std::error_code error;
-    // Checked first: the reader would create a missing file.
-    const bool regular = std::filesystem::is_regular_file(path, error);
-    const std::uintmax_t size = regular ? std::filesystem::file_size(path, error) : 0;
-    Init file;
-    if (!regular || error || !file.OpenFile(path)) {
+    readers_.Spawn("ImportInit", [self = QPointer(this), path] {
+        std::optional<std::string> text = LocalFile::ReadAll(path, kMaxInitBytes);
+        const bool tooLarge =
+            !text && LocalFile::SizeOf(path) > static_cast<long long>(kMaxInitBytes);
+        Post(QCoreApplication::instance(), [self, path, text = std::move(text), tooLarge] {
+            if (self) {
+                self->ImportInitText(path, text, tooLarge);
+            }
+        });
+    });
+}
+
+void TalismanWindow::ImportInitText(const std::string& path,
+                                    const std::optional<std::string>& bytes, bool tooLarge) {
+    if (tooLarge) {
+        Alert::Go("This file is too large to be an init file.");
+        return;
+    }
+    if (!bytes) {
         Alert::Go("This file cannot be read:\n" + path);
         return;
     }
+    Init file;
+    file.OpenText(*bytes);
     std::vector<std::string> names = file.GetListSection();
-    if (size > kMaxInitBytes || names.size() > kMaxInitSections) {
+    if (names.size() > kMaxInitSections) {
         Alert::Go("This file is too large to be an init file.");
         return;
     }

@@ -16,6 +16,7 @@
 #include "MessageHandler.h"
 #include "SessionStart.h"
 #include "TalismanLayout.h"
+#include "ThreadSet.h"
 #include "XFerWin.h"
 
 class CertificateTrust;
@@ -124,6 +125,8 @@ private:
     void SaveQuickLaunch();
     void AskImportInit();
     void ImportInit(const std::string& path);
+    void ImportInitText(const std::string& path, const std::optional<std::string>& text,
+                        bool tooLarge);
     std::string UnusedName(const std::string& name) const;
     std::optional<std::string> WhichIsSelected() const;
     void Prompt(const char* title, const char* label, const std::string& text, std::uint32_t answer,
@@ -136,6 +139,8 @@ private:
     std::unique_ptr<ConfigManager> settings_;
     std::unique_ptr<FormOptions> options_;  // what a form holds beyond the settings file
     std::shared_ptr<CertificateTrust> trust_;
+    // Reads the files the user names, which may be FIFOs or on a hung mount.
+    ThreadSet readers_;
     TalismanLayout::Widgets form_;
     std::string currentFormName_;
     QStringList loadedState_;

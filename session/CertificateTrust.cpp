@@ -9,6 +9,15 @@
 #include <fstream>
 #include <sstream>
 
+#include "LocalFile.h"
+
+namespace {
+
+// Far more hosts than anyone trusts; a larger file is not ours.
+constexpr std::size_t kMaxBytes = 1u << 20;
+
+}  // namespace
+
 std::string CertificateTrust::PathBeside(const std::string& settingsFile) {
     return (std::filesystem::path(settingsFile).parent_path() / "Tarvik_certificates").string();
 }
@@ -20,7 +29,7 @@ std::string CertificateTrust::Key(const std::string& host, int port) {
 void CertificateTrust::Load() {
     std::lock_guard lock(mutex_);
     always_.clear();
-    std::ifstream file(path_);
+    std::istringstream file(LocalFile::ReadAll(path_, kMaxBytes).value_or(""));
     for (std::string line; std::getline(file, line);) {
         std::istringstream fields(line);
         std::string host, fingerprint, extra;

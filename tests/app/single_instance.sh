@@ -77,4 +77,13 @@ bus open "{'Server': <'localhost'>, 'Login': <'other'>, 'Password': <'pw2'>, 'FT
 wait_for 20 sessions_hold "Host: localhost Login: other" ||
     fail "no session from the 'open' request: $(bus Sessions)"
 [[ $(bus Sessions | grep -o "Host:" | wc -l) == 3 ]] || fail "not three sessions: $(bus Sessions)"
+
+# A FIFO named as a Quick-Launch file, handed over and over D-Bus, holds nothing up: the program
+# still answers at once.
+mkfifo "$work/fifo.tarvik"
+timeout 20 "$tarvik" "$work/fifo.tarvik" >/dev/null 2>&1 || fail "the later tarvik did not end"
+bus OpenArguments "['$work/fifo.tarvik']" false >/dev/null
+sleep 1
+timeout 2 gdbus call --session --dest org.marlowen.Tarvik --object-path /org/marlowen/Tarvik \
+    --method org.marlowen.Tarvik.Sessions >/dev/null || fail "no answer after a FIFO was opened"
 echo "ok: $(bus Sessions)"

@@ -34,6 +34,9 @@ TEST(QuickLaunchTest, ForeignOrTruncatedFiles) {
     TempDir folder;
     const std::string zero(4, '\0');
     EXPECT_FALSE(QuickLaunch::Read((folder / "missing").string()));
+    const auto fifo = folder / "fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    EXPECT_FALSE(QuickLaunch::Read(fifo.string())) << "refused, not waited on";
     EXPECT_FALSE(QuickLaunch::Read(folder.Write("foreign", Line("SomethingElse")).string()));
     EXPECT_FALSE(QuickLaunch::Read(folder.Write("zero", zero).string()));
     const std::string huge = ByteWriter().Int(5121).Raw(std::string(5121, 'x')).Bytes();

@@ -1,5 +1,6 @@
 // The main window and the application, offscreen: saved forms, mirrors, imports, sessions.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <QAction>
 #include <QApplication>
@@ -127,6 +128,12 @@ protected:
     void Post(TalismanWindow& window, Message message) {
         window.PostMessage(std::move(message));
         Settle();
+    }
+    // Imports an init file, read on a worker, and waits for the alert that tells how it went.
+    void Import(TalismanWindow& window, const fs::path& file) {
+        const std::size_t before = alerts.Texts().size();
+        window.PostMessage(Message(Code::kImportInit).AddString("path", file.string()));
+        EXPECT_TRUE(WaitUntil([&] { return alerts.Texts().size() > before; }, 2s)) << file;
     }
     void SaveAs(TalismanWindow& window, const std::string& name) {
         Post(window, Message(Code::kSaveAs).AddString("prompt", name));
@@ -278,7 +285,7 @@ TEST_F(TalismanWindowTest, ImportedInitFileSectionsBecomeSavedForms) {
         "; exported\n[work]\nADD=ftp.work.example\nLOGIN=alice\nPASS=s3cret\nFONT=Zurich\n"
         "[my home]\r\nADD=ftp.home.example\r\nLOGIN=bob\r\nPASS=pw\r\nFONT=DejaVu Sans%\r\n"
         "[mirror]\nADD=ftp.mirror.example\nLOGIN=anonymous\nPASS=guest\nFONT=Zurich\n");
-    Post(*window, Message(Code::kImportInit).AddString("path", file.string()));
+    Import(*window, file);
     EXPECT_EQ(alerts.Texts(), Strings{"3 connections imported."});
     EXPECT_EQ(ListedForms(*window), (Strings{"work", "work (2)", "my home", "mirror"}));
     const auto saved = Saved();
@@ -301,16 +308,21 @@ TEST_F(TalismanWindowTest, ImportedInitFileSectionsBecomeSavedForms) {
     EXPECT_EQ(fs::status(FormOptions::PathBeside(settings.string())).permissions(),
               fs::perms::owner_read | fs::perms::owner_write);
 
-    // A value that would smuggle a command is refused; a missing file is reported, not created.
+    // A value that would smuggle a command is refused; a missing file is reported, not created;
+    // a FIFO is no file to wait on.
     const auto smuggling = folder.Write("bad.ini", "\n[x]\nADD=h\rSITE EXEC x\nLOGIN=u\n");
-    window->PostMessage(Message(Code::kImportInit).AddString("path", smuggling.string()));
+    Import(*window, smuggling);
     const auto missing = folder / "missing.ini";
-    Post(*window, Message(Code::kImportInit).AddString("path", missing.string()));
+    Import(*window, missing);
+    const auto fifo = folder / "fifo.ini";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    Import(*window, fifo);
     EXPECT_EQ(
         alerts.Texts(),
         (Strings{"3 connections imported.",
                  "No connection imported.\n1 connection left out: a field holds a line break.",
-                 "This file cannot be read:\n" + missing.string()}));
+                 "This file cannot be read:\n" + missing.string(),
+                 "This file cannot be read:\n" + fifo.string()}));
     EXPECT_FALSE(fs::exists(missing));
     EXPECT_EQ(ListedForms(*window).size(), 4u);
 }
@@ -335,9 +347,13 @@ TEST_F(TalismanWindowTest, QuickLaunchFilesAndOpenRequestsAreCheckedBeforeTheyFi
     TalismanApplication tarvik(settings.string());
     QuickLaunch::Form smuggling{"127.0.0.1", "anonymous", "guest", "/tmp", "pub\r\nDELE x", "21"};
     ASSERT_TRUE(QuickLaunch::Write((folder / "bad.tql").string(), smuggling));
-    tarvik.ArgvReceived({(folder / "bad.tql").string()});
-    Settle();
-    EXPECT_EQ(alerts.Texts(), Strings{"Bad Quick-Launch file format."});
+    // Read on a worker: a FIFO under the name is refused at once, and nothing waits on it.
+    const auto fifo = folder / "fifo.tarvik";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    tarvik.ArgvReceived({(folder / "bad.tql").string(), fifo.string()});
+    EXPECT_TRUE(WaitUntil([&] { return alerts.Texts().size() == 2; }, 1s));
+    EXPECT_EQ(alerts.Texts(),
+              (Strings{"Bad Quick-Launch file format.", "Bad Quick-Launch file format."}));
     EXPECT_TRUE(tarvik.Sessions().empty());
 
     tarvik.MessageReceived(
