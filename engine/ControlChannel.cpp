@@ -136,6 +136,7 @@ int ControlChannel::SendLine(const char* word, const char* argument) {
         Log("Not sent: a command argument holds a line break.");
         return 1;
     }
+    DropLateReplies();
     const bool holdsIac = std::strchr(word, '\xFF') != nullptr ||
                           (argument != nullptr && std::strchr(argument, '\xFF') != nullptr);
     if (holdsIac && !speaksTelnet_ && !LearnWhetherServerSpeaksTelnet()) {
@@ -214,6 +215,14 @@ void ControlChannel::LogSent(std::string line) const {
         }
     }
     log_->AddSent(line);
+}
+
+// A reply that came after its command was given up on (the second answer to a stopped transfer,
+// a verdict later than its wait) must not pass for the next command's: what is there is read,
+// logged and dropped before a command leaves.
+void ControlChannel::DropLateReplies() {
+    while (ReadReply(Clock::now())) {
+    }
 }
 
 std::optional<FtpReply> ControlChannel::ReadReply(Clock::time_point deadline) {

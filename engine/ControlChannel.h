@@ -87,6 +87,7 @@ public:
 
 private:
     void LogSent(std::string line) const;
+    void DropLateReplies();
     void AddTelnetText(std::string_view text);
     bool LearnWhetherServerSpeaksTelnet();
 

@@ -37,8 +37,10 @@ constexpr std::size_t kSendBlock = 256 * 1024;
 constexpr std::size_t kAsciiBlock = 64 * 1024;
 // The goodbye waits a few seconds at most: a server that has not answered by then will not.
 constexpr int kShortWaitMs = 3000;
-// A server answers a transfer cut by a stop at once; the user waits no longer than this.
-constexpr int kStoppedWaitMs = 1000;
+// A server answers ABOR at once; the user waits no longer than this.
+constexpr int kAbortWaitMs = 3000;
+// After a first answer to ABOR that ended the transfer, the moment a second one may take.
+constexpr int kSecondAnswerWaitMs = 300;
 // After its data connection failed or stalled, a transfer's verdict is not worth a long wait.
 constexpr int kFailedDataWaitMs = 5000;
 constexpr std::uint32_t kListingColour = 0x000064FF;
@@ -692,34 +694,60 @@ int FTPcommand::FinishTransfer(PumpEnd end) {
     KeepDataSession();
     data_.Close();
     RAZinfo();
-    int waitMs = timeoutMs_;
-    if (end == PumpEnd::Stopped || stop_) {
+    if (stop_) {
         end = PumpEnd::Stopped;
         ClearStop();
-        waitMs = std::min(timeoutMs_, kStoppedWaitMs);
-    } else if (end == PumpEnd::ReceiveFailed || end == PumpEnd::SendFailed ||
-               end == PumpEnd::TooLong) {
-        waitMs = std::min(timeoutMs_, kFailedDataWaitMs);
     }
+    // Data this side gave up on, where the server may still be sending or waiting for more.
+    const bool cutHere = end == PumpEnd::Stopped || end == PumpEnd::Mismatch ||
+                         end == PumpEnd::LocalFailed || end == PumpEnd::TooLong;
+    const bool dataFailed = end == PumpEnd::ReceiveFailed || end == PumpEnd::SendFailed;
     Answer verdict{Outcome::Success, 226};
-    if (end == PumpEnd::Stopped && !finalReplyRead_) {
-        // Any reply ends this wait: pure-ftpd answers a download cut by the client with a 150
-        // line instead of a 426.
-        std::optional<FtpReply> reply =
-            control_.ReadReply(Clock::now() + std::chrono::milliseconds(waitMs));
-        verdict = reply ? Answer{Outcome::OtherFailure, reply->code} : Answer{};
-    } else if (!finalReplyRead_) {
-        verdict = control_.Await({"226", "250", "421", "500"}, waitMs);
+    if (finalReplyRead_) {
+        finalReplyRead_ = false;  // the server had nothing to send and was done at once
+    } else if (cutHere) {
+        verdict = Abort(std::min(timeoutMs_, kAbortWaitMs));
+        if (verdict.outcome == Outcome::NoReply) {
+            STOP();  // its answer may still come: this connection can no longer be read in step
+        }
+    } else {
+        verdict = control_.Await({"226", "250", "421", "500"},
+                                 dataFailed ? std::min(timeoutMs_, kFailedDataWaitMs) : timeoutMs_);
     }
-    if (end == PumpEnd::Stopped && verdict.outcome == Outcome::NoReply) {
-        STOP();  // its answer may still come: this connection can no longer be read in step
-    }
-    finalReplyRead_ = false;
     if (end == PumpEnd::Done) {
         return ResultOf(verdict.outcome);
     }
-    bool refused = verdict.outcome != Outcome::Success && verdict.outcome != Outcome::NoReply;
-    return end != PumpEnd::Stopped && refused ? ResultOf(verdict.outcome) : 1;
+    const bool refused = verdict.outcome != Outcome::Success && verdict.outcome != Outcome::NoReply;
+    return !cutHere && refused ? ResultOf(verdict.outcome) : 1;
+}
+
+// The standard's way out of a transfer: ABOR, answered by the transfer's own verdict (426, or
+// 226 when it had ended anyway) and then by ABOR's (225 or 226). Both are read, so that the
+// session goes on in step; a server that answers once gets a moment for a second answer.
+FTPcommand::Answer FTPcommand::Abort(int waitMs) {
+    if (control_.SendLine("ABOR", nullptr) != 0) {
+        return {};
+    }
+    auto deadline = Clock::now() + std::chrono::milliseconds(waitMs);
+    Answer verdict;
+    for (int finals = 0; finals < 2;) {
+        std::optional<FtpReply> reply = control_.ReadReply(deadline);
+        if (!reply) {
+            break;
+        }
+        // pure-ftpd answers a download cut by the client with a 150 line.
+        if (reply->IsPreliminary() || reply->code == 0) {
+            continue;
+        }
+        if (++finals == 1) {
+            verdict = {Outcome::OtherFailure, reply->code};
+            if (reply->code / 100 == 2) {
+                deadline = std::min(deadline,
+                                    Clock::now() + std::chrono::milliseconds(kSecondAnswerWaitMs));
+            }
+        }
+    }
+    return verdict;
 }
 
 // ---- Transfers ----

@@ -209,6 +209,7 @@ private:
     template <typename Pump>
     PumpEnd RunPump(Pump pump);
     int FinishTransfer(PumpEnd end);
+    Answer Abort(int waitMs);
     int EPSV();
     std::string LocalPathOf(const char* name, const char* localDirectory, bool toTemporary);
     std::string ViewFolderPath();

@@ -116,7 +116,7 @@ void StatusWindow::BuildControls() {
     speedGraph_->setAccessibleDescription(QStringLiteral("Bytes per second, a point a second"));
     group_->setAccessibleName(QStringLiteral("Progress of the group of files"));
     file_->setAccessibleName(QStringLiteral("Progress of the current file"));
-    stop_->setAccessibleDescription(QStringLiteral("Stops the session, asking first"));
+    stop_->setAccessibleDescription(QStringLiteral("Stops the running operation"));
     logBox_->setAccessibleDescription(QStringLiteral("Shows or hides the FTP log"));
     controlBox_->setAccessibleDescription(QStringLiteral("Shows or hides the session window"));
 
@@ -256,9 +256,9 @@ void StatusWindow::Redraw() {
 void StatusWindow::MessageReceived(const Message& message) {
     switch (message.what) {
         case kStop:
-            // The session asks its own question before it closes.
+            // The operation stops; the session goes on.
             if (owner_ != nullptr) {
-                owner_->PostMessage(Message(kQuitRequested));
+                owner_->PostMessage(Message(kStopOperation));
             }
             break;
         case kLogBox:

@@ -34,8 +34,9 @@ public:
     static constexpr std::uint32_t kStop = 1;
     static constexpr std::uint32_t kLogBox = 2;
     static constexpr std::uint32_t kControlBox = 3;
-    // Posted to the owner to show or hide its log window.
+    // Posted to the owner to show or hide its log window, and to stop its running operation.
     static constexpr std::uint32_t kToggleLog = 43;
+    static constexpr std::uint32_t kStopOperation = 18;
 
     // Created hidden; the owner, if any, receives the controls' messages and owns the window.
     explicit StatusWindow(MessageHandler* owner,

@@ -482,6 +482,17 @@ void FTPWindow::Teardown() {
     });
 }
 
+void FTPWindow::Tell(const std::string& text) {
+    if (!closing_) {
+        Alert::Go(text);
+    }
+}
+
+int FTPWindow::Ask(const std::string& text, const std::vector<std::string>& buttons, AlertKind kind,
+                   int otherwise) {
+    return closing_ ? otherwise : Alert::Go(text, buttons, kind);
+}
+
 // ---- Dropped files ----
 
 void FTPWindow::dragEnterEvent(QDragEnterEvent* event) {

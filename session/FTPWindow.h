@@ -12,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "Alert.h"
 #include "ArchiveUnpacker.h"
 #include "Cache.h"
 #include "EntryStringItem.h"
@@ -130,9 +131,10 @@ public:
     // the application the session ends.
     bool QuitRequested();
 
-    // A second, logged-on connection in binary mode for a transfer beside the session, or none.
-    // Worker threads only.
+    // A second connection for a transfer beside the session, set up as the session's but not
+    // connected yet; LogOnSecond logs it on, in binary mode. Worker threads only.
     std::unique_ptr<FTPcommand> DuplicateNewConnection();
+    bool LogOnSecond(FTPcommand& command);
     // TLS as the log-on asks, and the user's say on a certificate that does not verify.
     void Secure(FTPcommand& command, const LogOn& logOn);
 
@@ -264,6 +266,11 @@ private:
 
     // Closing.
     void Teardown();
+    // An alert or a question from a worker; a window that is going says nothing more, and its
+    // question gets the answer `otherwise`.
+    void Tell(const std::string& text);
+    int Ask(const std::string& text, const std::vector<std::string>& buttons, AlertKind kind,
+            int otherwise);
 
     MessageHandler* application_;
     QPointer<XFerWin> transferList_;

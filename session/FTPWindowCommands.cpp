@@ -205,10 +205,10 @@ void FTPWindow::Unpack(ArchiveUnpacker::Kind kind) {
                 LogLine("Not unpacked: " + skipped);
             }
             if (!result.skipped.empty()) {
-                Alert::Go(SkippedText(name, result.skipped));
+                Tell(SkippedText(name, result.skipped));
             }
             if (!result.done) {
-                Alert::Go("Impossible to unpack " + Quoted(name) + ".\n" + result.error);
+                Tell("Impossible to unpack " + Quoted(name) + ".\n" + result.error);
             }
         }
         UpdateClient(std::nullopt);
@@ -243,7 +243,7 @@ void FTPWindow::MKDDISTANT(const std::string& name) {
         status_->SetNameFichier(name);
         status_->SetTypeOperation("CREATING directory...");
         if (ftp_->MKD(name.c_str()) != 0) {
-            Alert::Go("Impossible to create this directory.\n" + ftp_->LastReplyText());
+            Tell("Impossible to create this directory.\n" + ftp_->LastReplyText());
         }
         UpdateServeur(std::nullopt);
         RemoteEnd();
@@ -263,7 +263,7 @@ void FTPWindow::RMDDISTANT() {
         status_->SetNameFichier(name);
         status_->SetTypeOperation("DELETING directory...");
         if (ftp_->RMD(name.c_str()) != 0) {
-            Alert::Go("Impossible to delete this directory.\n(Not found/Not empty/No access.)");
+            Tell("Impossible to delete this directory.\n(Not found/Not empty/No access.)");
         }
         UpdateServeur(std::nullopt);
         RemoteEnd();
@@ -287,7 +287,7 @@ void FTPWindow::DELDISTANT() {
             status_->SetTypeOperation("DELETING file...");
             status_->SetMax(1);
             if (ftp_->DELE(names[i].c_str()) != 0) {
-                Alert::Go("Impossible to delete this file.\n(Not found/No access)");
+                Tell("Impossible to delete this file.\n(Not found/No access)");
             } else {
                 status_->SetNbOctet(1);
             }
@@ -304,7 +304,7 @@ void FTPWindow::RenameHost(const std::string& from, const std::string& to) {
     }
     SpawnHost("ThreadRENAME", [this, from, to] {
         if (ftp_->RENAME(from.c_str(), to.c_str()) != 0) {
-            Alert::Go("Impossible to rename this entry.");
+            Tell("Impossible to rename this entry.");
         }
         RemoteEnd();
         PostMessage(Message(kReloadHost));
@@ -331,7 +331,7 @@ void FTPWindow::VIEWDISTANT() {
                                 : ftp_->GETASCII(name.c_str(), "", status_, passive_, true);
             std::string path = viewFolder_->Path() + name;
             if (result != 0 || viewFolder_->Path().empty()) {
-                Alert::Go("Impossible to view " + Quoted(path));
+                Tell("Impossible to view " + Quoted(path));
             } else {
                 Post(this, [this, path] { OpenWithDesktop(path); });
             }

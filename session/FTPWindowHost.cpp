@@ -133,7 +133,7 @@ int FTPWindow::Logon(const LogOn& logOn) {
     }
     if (logOn.hostDirectory && !logOn.hostDirectory->empty() &&
         UpdateServeur(logOn.hostDirectory) != 0) {
-        Alert::Go("Invalid offset directory.");
+        Tell("Invalid offset directory.");
     }
     firstListing_ = false;
     loggingOn_ = false;
@@ -254,17 +254,21 @@ std::unique_ptr<FTPcommand> FTPWindow::DuplicateNewConnection() {
     command->SetNextActivePort(ftp_->NextActivePort() + 500);
     command->SetMiniBase(ftp_->GetMiniBase());
     Secure(*command, logOn_);
-    int result = logOn_.firewall ? LogOnThroughFirewall(*command, logOn_, false)
-                                 : command->Init(host_.c_str(), logOn_.port.c_str(), login_.c_str(),
-                                                 password_.c_str(), nullptr);
-    if (result != 0) {
-        if (!logOn_.firewall) {
-            ReportUnreachable(*command, kHostUnreachable);
-        }
-        return nullptr;
-    }
-    command->BINARY();
     return command;
+}
+
+bool FTPWindow::LogOnSecond(FTPcommand& command) {
+    int result = logOn_.firewall ? LogOnThroughFirewall(command, logOn_, false)
+                                 : command.Init(host_.c_str(), logOn_.port.c_str(), login_.c_str(),
+                                                password_.c_str(), nullptr);
+    if (result != 0) {
+        if (!logOn_.firewall && !closing_) {
+            ReportUnreachable(command, kHostUnreachable);
+        }
+        return false;
+    }
+    command.BINARY();
+    return true;
 }
 
 long long FTPWindow::LenFile(const std::string& name) const {
@@ -298,7 +302,7 @@ LocalListing::Contents FTPWindow::UpdateClient(const std::optional<std::string>&
 
 void FTPWindow::CDLOCAL(const std::string& directory) {
     if (directory.empty()) {
-        Alert::Go("Please enter a local directory name\nfor the cd operation.");
+        Tell("Please enter a local directory name\nfor the cd operation.");
         return;
     }
     UpdateClient(directory);
@@ -390,7 +394,7 @@ void FTPWindow::PWDThread(Items* directories, Items* files, const Items* complet
 
 void FTPWindow::CDDISTANT(const std::string& directory) {
     if (directory.empty()) {
-        Alert::Go("Please enter a host directory name\nfor the cd operation.");
+        Tell("Please enter a host directory name\nfor the cd operation.");
         return;
     }
     std::string current = HostPath();
@@ -403,7 +407,7 @@ void FTPWindow::CDDISTANT(const std::string& directory) {
     bool hit = directories != nullptr || files != nullptr || complete != nullptr;
     if (!hit) {
         if (UpdateServeur(directory) != 0) {
-            Alert::Go("Impossible to change host directory.");
+            Tell("Impossible to change host directory.");
             return;
         }
         PWDThread(nullptr, nullptr);
@@ -413,7 +417,7 @@ void FTPWindow::CDDISTANT(const std::string& directory) {
     SetBar("Cache OK, Changing host directory...");
     // The lists change only once the host has agreed to the change.
     if (ftp_->CWD(directory.c_str()) != 0) {
-        Alert::Go("Impossible to change host directory.");
+        Tell("Impossible to change host directory.");
         return;
     }
     SetBar("Cache request...ok");

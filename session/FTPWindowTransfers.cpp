@@ -88,7 +88,7 @@ struct FTPWindow::TreeWalk {
 void FTPWindow::ReportAbort(const char* text) {
     // One alert for a stopped list, and for a stopped tree however many lists it had left.
     if (!abortReported_.exchange(true)) {
-        Alert::Go(text);
+        Tell(text);
     }
 }
 
@@ -122,7 +122,7 @@ FTPWindow::Ran FTPWindow::IN(std::vector<std::string> names, bool spawn, XFerWin
 FTPWindow::Ran FTPWindow::OUT(std::vector<std::string> names, bool spawn, XFerWin* list) {
     std::string local = HostPath::WithSlash(LocalDirectory());
     if (names.empty()) {
-        Alert::Go("Nothing to do.");
+        Tell("Nothing to do.");
         return Ran::Nothing;
     }
     if (spawn) {
@@ -140,27 +140,33 @@ FTPWindow::Ran FTPWindow::OUT(std::vector<std::string> names, bool spawn, XFerWi
 void FTPWindow::Detach(bool get, std::vector<std::string> names, const std::string& local,
                        const std::string& hostFolder, XFerWin* list) {
     std::unique_ptr<FTPcommand> connection = DuplicateNewConnection();
-    RemoteEnd();  // the window is free from here on
-    if (!connection) {
-        return;
-    }
     {
+        // Known to the window, and stoppable from the transfer list, before it connects: a
+        // window that closes meanwhile stops it wherever it is; one that closed never starts it.
         std::lock_guard lock(detachedMutex_);
+        if (closing_) {
+            RemoteEnd();
+            return;
+        }
         detached_.push_back(connection.get());
     }
     if (list != nullptr) {
         list->AddEntry(connection.get(), true);
     }
-    std::atomic<int> type{1};  // a second connection starts in binary
-    if (connection->CWD(hostFolder.c_str()) != 0) {
-        Alert::Go("Impossible to change host directory.");
-    } else if (get) {
-        ProcedeIN(names, local, *connection, type, nullptr, false);
-    } else {
-        ProcedeOUT(names, local, *connection, type, nullptr);
+    RemoteEnd();  // the window is free from here on
+    // A log-on that failed has told why, unless the user stopped it.
+    if (LogOnSecond(*connection)) {
+        std::atomic<int> type{1};  // a second connection starts in binary
+        if (connection->CWD(hostFolder.c_str()) != 0) {
+            Tell("Impossible to change host directory.");
+        } else if (get) {
+            ProcedeIN(names, local, *connection, type, nullptr, false);
+        } else {
+            ProcedeOUT(names, local, *connection, type, nullptr);
+        }
+        connection->QUIT();
     }
     abortReported_ = false;
-    connection->QUIT();
     if (list != nullptr) {
         list->RemoveEntry(connection.get());
     }
@@ -195,8 +201,8 @@ bool FTPWindow::ProcedeIN(const std::vector<std::string>& names, const std::stri
         const char* failure = "Get file aborted";
         int result = 0;
         if (binary && LocalFile::SizeOf(path) > 0) {
-            int choice = Alert::Go(ExistingLocalFileText(name),
-                                   {"ReGet(Append)", "Get(Overwrite)", "Skip"}, AlertKind::Idea);
+            int choice = Ask(ExistingLocalFileText(name),
+                             {"ReGet(Append)", "Get(Overwrite)", "Skip"}, AlertKind::Idea, 2);
             if (choice == 2) {
                 continue;
             }
@@ -211,8 +217,8 @@ bool FTPWindow::ProcedeIN(const std::vector<std::string>& names, const std::stri
                 failure = "REGet file aborted";
                 // The part is of another file: the engine said so and appended nothing.
                 if (result == FTPcommand::kResumeMismatch) {
-                    if (Alert::Go("Get " + name + " whole, in place of the local part?",
-                                  {"Get(Overwrite)", "Skip"}, AlertKind::Warning) != 0) {
+                    if (Ask("Get " + name + " whole, in place of the local part?",
+                            {"Get(Overwrite)", "Skip"}, AlertKind::Warning, 1) != 0) {
                         continue;
                     }
                     std::error_code error;
@@ -299,10 +305,10 @@ void FTPWindow::WalkTree(bool get, const std::string& folder) {
             std::to_string(walk.folders) + " folders.");
     // A stopped walk has said why; a finished one that left entries out must say so too.
     if (whole && walk.skipped > 0) {
-        Alert::Go("The tree was not moved whole: " + std::to_string(walk.skipped) +
-                  (walk.skipped == 1 ? " entry was left out" : " entries were left out") +
-                  " (links, names that cannot be a file name here, or "
-                  "folders that could not be made or entered).\nThe FTP log names them.");
+        Tell("The tree was not moved whole: " + std::to_string(walk.skipped) +
+             (walk.skipped == 1 ? " entry was left out" : " entries were left out") +
+             " (links, names that cannot be a file name here, or "
+             "folders that could not be made or entered).\nThe FTP log names them.");
     }
     {
         std::lock_guard lock(treeMutex_);
@@ -325,7 +331,7 @@ bool FTPWindow::BackToHostFolder(const std::string& path) {
         return true;
     }
     if (!abortReported_.exchange(true)) {
-        Alert::Go("Impossible to change host directory.");
+        Tell("Impossible to change host directory.");
     }
     return false;
 }

@@ -347,9 +347,12 @@ TEST_F(TransferPeerTest, NothingIsSentWithoutALocalFileToSendOrResume) {
 
 TEST_F(TransferPeerTest, FetchedFilesStayInsideTheirFolderAndViewedOnesArePrivate) {
     peer.Reply("220 hi");
-    for (const char* name : {"../../escape.txt", "pipe", "viewed.txt"}) {
-        peer.Expect("PASV").Passive().Expect(std::string("RETR ") + name).Reply("150 ok");
+    for (const std::string name : {"../../escape.txt", "pipe", "viewed.txt"}) {
+        peer.Expect("PASV").Passive().Expect("RETR " + name).Reply("150 ok");
         peer.SendData("inside").Reply("226 done");
+        if (name == "pipe") {
+            peer.Expect("ABOR").Reply("225 No transfer to abort.");  // no file to write: given up
+        }
     }
     peer.Silence();
     const fs::path down = folder / "deep" / "down";
@@ -448,9 +451,10 @@ TEST_F(TransferPeerTest, AnIncompleteListingIsAnError) {
     peer.Reply("426 Connection reset.");
     peer.Expect("PASV").Passive().Expect("LIST").Reply("150 ok").SendData(kListing);
     peer.Reply("451 Listing failed.");
+    // The client stops reading the endless listings, and aborts them.
     for (int i = 0; i < 2; ++i) {
         peer.Expect("PASV").Passive().Expect("LIST").Reply("150 ok").SendData(endless);
-        peer.Reply("226 done");
+        peer.Reply("226 done").Expect("ABOR").Reply("225 No transfer to abort.");
     }
     peer.Expect("PWD").Reply("257 \"/\"").Silence();
     Connect();

@@ -70,7 +70,7 @@ TEST_F(StatusWindowTest, WorkerCallsReachTheWidgets) {
     EXPECT_FALSE(File()->isVisible());
 }
 
-TEST_F(StatusWindowTest, StopIsEnabledAfter2048BytesOfAFileAndAsksTheOwnerToQuit) {
+TEST_F(StatusWindowTest, StopIsEnabledAfter2048BytesOfAFileAndStopsTheOwnersOperation) {
     auto* stop = Child<QPushButton>("stop");
     status->SetNameFichier("small.txt");
     status->SetMax(2048);
@@ -87,7 +87,7 @@ TEST_F(StatusWindowTest, StopIsEnabledAfter2048BytesOfAFileAndAsksTheOwnerToQuit
 
     stop->click();
     ASSERT_TRUE(WaitUntil([&] { return !session.Received().empty(); }));
-    EXPECT_EQ(session.Codes(), std::vector<std::uint32_t>{kQuitRequested});
+    EXPECT_EQ(session.Codes(), std::vector<std::uint32_t>{StatusWindow::kStopOperation});
 }
 
 TEST_F(StatusWindowTest, ThePulseRunsByItself) {

@@ -24,6 +24,7 @@
 #include "LPBListView.h"
 #include "LogWindow.h"
 #include "MessageCodes.h"
+#include "MultiListDriver.h"
 #include "PathLabel.h"
 #include "PromptW.h"
 #include "PyFtpServer.h"
@@ -445,6 +446,37 @@ TEST_F(FTPWindowPeerTest, StopOrCloseEndAWaitOnASilentServer) {
         EXPECT_TRUE(WaitUntil([&] { return close ? window.isNull() : !window->IsBusy(); }, 5s));
         Close();
     }
+    EXPECT_TRUE(alerts.Texts().empty());
+}
+
+// A second connection is in the transfer list, and stopped with its window, from before it
+// connects: closing the window while it still waits for its greeting stops it there, and the
+// server, greeting it 6 s later, hears neither USER nor RETR.
+TEST_F(FTPWindowPeerTest, ClosingStopsASecondConnectionStillWaitingForItsGreeting) {
+    ScriptedPeer peer;
+    LogOnAndList(peer)
+        .Reply("150 ok")
+        .SendData("-rw-r--r-- 1 a b 3 Jan 01 12:00 f\r\n")
+        .Reply("226 ok")
+        .Expect("PWD")
+        .Reply("257 \"/\"")
+        .NextConnection()
+        .Pause(6s)
+        .Reply("220 late hello")
+        .Silence();
+    peer.Start();
+    QPointer<FTPWindow> window = StartOn(peer.Port());
+    ASSERT_TRUE(WaitUntil([&] { return Idle(); }, 10s));
+    ASSERT_TRUE(window->HostFiles()->SelectText("f"));
+    window->PostMessage(Message(FTPWindow::kGetSelected));
+    ASSERT_TRUE(WaitUntil([&] { return transfers.List()->CountItems() == 1; }, 5s));
+    Settle(300ms);
+    window->PostMessage(Message(FTPWindow::kQuickLogout));
+    EXPECT_TRUE(WaitUntil([&] { return window.isNull(); }, 8s));
+    ASSERT_TRUE(peer.WaitDone(20s));
+    const std::string received = peer.Received();
+    EXPECT_EQ(received.find("RETR"), std::string::npos) << received;
+    EXPECT_EQ(received.find("USER"), received.rfind("USER")) << "the session's own only";
     EXPECT_TRUE(alerts.Texts().empty());
 }
 

@@ -3,12 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <QAction>
+#include <QPushButton>
 
 #include "LPBListView.h"
+#include "LogWindow.h"
 #include "MultiListDriver.h"
 #include "PyFtpServer.h"
 #include "ScriptedPeer.h"
 #include "SessionFixture.h"
+#include "StatusWindow.h"
 
 namespace {
 
@@ -149,6 +152,25 @@ TEST_F(SpawnTest, SecondConnectionsRunInTheTransferListWhileTheWindowWorksOn) {
     EXPECT_EQ(TempDir::Read(local / "two.bin"), two);
     EXPECT_TRUE(WaitUntil([&] { return window->LocalFiles()->SelectText("two.bin"); }));
     EXPECT_TRUE(alerts.Texts().empty());
+}
+
+// The status window's Stop stops the tree that runs, not the session: no question, one alert,
+// and the session lists its folder again afterwards.
+TEST_F(SpawnTest, StopInTheStatusWindowStopsTheTreeAndKeepsTheSession) {
+    TempDir::WriteFile(server.Pub() / "tree" / "big.bin", RandomBytes(3 * 1024 * 1024, 3));
+    QPointer<FTPWindow> window = Open(server, 1, "/pub");
+    ASSERT_TRUE(window->HostDirectories()->SelectText("tree"));
+    window->PostMessage(Message(FTPWindow::kGetTree));
+    auto* stop = window->Status()->findChild<QPushButton*>("stop");
+    ASSERT_TRUE(WaitUntil([&] { return stop->isEnabled() && stop->isVisible(); }, 10s));
+    stop->click();
+    ASSERT_TRUE(WaitUntil([&] { return !window->IsBusy(); }, 10s));
+    EXPECT_EQ(alerts.Texts(), std::vector<std::string>{"Get file aborted"});
+    EXPECT_FALSE(window->LastTree().whole);
+    Issue(Message(FTPWindow::kReloadHost));
+    EXPECT_TRUE(window->IsConnected() && window->isVisible());
+    EXPECT_TRUE(window->HostDirectories()->SelectText("tree")) << window->HostPath();
+    EXPECT_EQ(alerts.Texts().size(), 1u);
 }
 
 // A server whose tree holds every trap: names that would climb or jump, a link beside a folder

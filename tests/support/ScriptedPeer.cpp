@@ -70,6 +70,21 @@ ScriptedPeer& ScriptedPeer::Close() {
     return Do([this] { CloseFd(control_); });
 }
 
+ScriptedPeer& ScriptedPeer::NextConnection() {
+    return Do([this] {
+        earlierControls_.push_back(control_);
+        control_ = -1;
+        pending_.clear();
+        if (WaitReadable(listenFd_, std::chrono::seconds(30))) {
+            control_ = accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC);
+        }
+    });
+}
+
+ScriptedPeer& ScriptedPeer::Pause(std::chrono::milliseconds duration) {
+    return Do([this, duration] { WaitReadable(-1, duration); });
+}
+
 ScriptedPeer& ScriptedPeer::Passive(const std::string& announcedAddress) {
     return Do([this, announcedAddress] {
         CloseData();
@@ -154,6 +169,9 @@ void ScriptedPeer::Run() {
     CloseData();
     CloseFd(control_);
     for (int fd : intruderFds_) {
+        close(fd);
+    }
+    for (int fd : earlierControls_) {
         close(fd);
     }
     Locked([this] {

@@ -26,6 +26,10 @@ public:
     ScriptedPeer& Expect(const std::string& prefix);  // one command line that starts so
     ScriptedPeer& Silence();  // answer nothing, keep the connection open until the client leaves
     ScriptedPeer& Close();
+    // The client's next control connection takes the script over; the one before stays open,
+    // unread. Then the script may wait before it greets.
+    ScriptedPeer& NextConnection();
+    ScriptedPeer& Pause(std::chrono::milliseconds duration);
 
     // Data steps: "227 ... (announced address, port)" from a fresh listener; the client's PORT
     // accepted with 200; a data connection that carries bytes to the client; one ended with a
@@ -86,6 +90,7 @@ private:
     int activePort_ = 0;
     int dataFd_ = -1;
     std::vector<int> intruderFds_;
+    std::vector<int> earlierControls_;
 
     mutable std::mutex mutex_;
     std::condition_variable doneChanged_;
