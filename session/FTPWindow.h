@@ -232,8 +232,11 @@ private:
     Ran OUT(std::vector<std::string> names, bool spawn, XFerWin* list);
     void Detach(bool get, std::vector<std::string> names, const std::string& local,
                 const std::string& hostFolder, XFerWin* list);
+    // `walk`: the tree the names belong to, none for a list. `links`: the names are links,
+    // tried as files; one the server will not send is left out rather than ending the tree.
     bool ProcedeIN(const std::vector<std::string>& names, const std::string& local,
-                   FTPcommand& command, std::atomic<int>& type, StatusWindow* status, bool tree);
+                   FTPcommand& command, std::atomic<int>& type, StatusWindow* status,
+                   TreeWalk* walk = nullptr, bool links = false);
     bool ProcedeOUT(const std::vector<std::string>& names, const std::string& local,
                     FTPcommand& command, std::atomic<int>& type, StatusWindow* status);
     void WalkTree(bool get, const std::string& folder);

@@ -64,20 +64,22 @@ struct FTPWindow::TreeWalk {
         ++skipped;
     }
 
-    // The plain files of a listing; links and names that cannot be a file name are left out.
-    std::vector<std::string> PlainFiles(FTPWindow& window,
-                                        const std::vector<EntryStringItem>& items) {
-        std::vector<std::string> files;
+    // The names of a listing's entries of one type; names that cannot be a file name here are
+    // left out.
+    std::vector<std::string> Named(FTPWindow& window, const std::vector<EntryStringItem>& items,
+                                   int type) {
+        std::vector<std::string> names;
         for (const EntryStringItem& item : items) {
-            if (item.type != EntryStringItem::File) {
-                Skip(window, "Link not followed: ", item.text);
-            } else if (!IsPlainName(item.text)) {
+            if (item.type != type) {
+                continue;
+            }
+            if (!IsPlainName(item.text)) {
                 Skip(window, "Name skipped: ", item.text);
             } else {
-                files.push_back(item.text);
+                names.push_back(item.text);
             }
         }
-        return files;
+        return names;
     }
 
     bool IsInside(const std::string& path) const {
@@ -114,7 +116,7 @@ FTPWindow::Ran FTPWindow::IN(std::vector<std::string> names, bool spawn, XFerWin
         return Ran::Detached;
     }
     status_->Reset();
-    ProcedeIN(names, local, *ftp_, connectionType_, status_, false);
+    ProcedeIN(names, local, *ftp_, connectionType_, status_);
     UpdateClient(std::nullopt);
     return Ran::OnSession;
 }
@@ -160,7 +162,7 @@ void FTPWindow::Detach(bool get, std::vector<std::string> names, const std::stri
         if (connection->CWD(hostFolder.c_str()) != 0) {
             Tell("Impossible to change host directory.");
         } else if (get) {
-            ProcedeIN(names, local, *connection, type, nullptr, false);
+            ProcedeIN(names, local, *connection, type, nullptr);
         } else {
             ProcedeOUT(names, local, *connection, type, nullptr);
         }
@@ -178,7 +180,7 @@ void FTPWindow::Detach(bool get, std::vector<std::string> names, const std::stri
 // file that is there already is resumed, overwritten or skipped, as the user says.
 bool FTPWindow::ProcedeIN(const std::vector<std::string>& names, const std::string& local,
                           FTPcommand& command, std::atomic<int>& type, StatusWindow* status,
-                          bool tree) {
+                          TreeWalk* walk, bool links) {
     bool binary = binary_;
     if (status != nullptr) {
         Post(this, [status] { status->show(); });
@@ -194,8 +196,8 @@ bool FTPWindow::ProcedeIN(const std::vector<std::string>& names, const std::stri
             status->SetNameFichier(name);
         }
         std::string path = local + name;
-        if (tree && IsLocalLink(path)) {
-            LogLine("Local link not written through: " + path);
+        if (walk != nullptr && IsLocalLink(path)) {
+            walk->Skip(*this, "Local link not written through: ", path);
             continue;
         }
         const char* failure = "Get file aborted";
@@ -233,6 +235,11 @@ bool FTPWindow::ProcedeIN(const std::vector<std::string>& names, const std::stri
             result = command.GETBINARY(name.c_str(), local.c_str(), status, passive_, false);
         } else {
             result = command.GETASCII(name.c_str(), local.c_str(), status, passive_, false);
+        }
+        // A link to a folder, a dangling one or a loop: RETR is refused, the rest goes on.
+        if (links && result >= 2 && result <= 4) {
+            walk->Skip(*this, "Link left out, the server sends no file for it: ", name);
+            continue;
         }
         if (result != 0) {
             ReportAbort(failure);
@@ -365,24 +372,28 @@ bool FTPWindow::RECURIN(const std::string& name, TreeWalk& walk, int depth) {
     return BackToHostFolder(parentHost) && whole;
 }
 
-// The files of the folder just listed, then its folders; links are neither followed nor made.
+// The files of the folder just listed, its links, then its folders. A link is tried as a file:
+// RETR resolves it on the server, so a link to a file arrives as that file under the link's
+// name; no local link is ever made.
 bool FTPWindow::GetFolderContents(const HostLists& listing, TreeWalk& walk, int depth) {
-    std::vector<std::string> files = walk.PlainFiles(*this, listing.files);
-    status_->LoadFD(static_cast<int>(files.size()), 0);
-    if (!files.empty()) {
-        if (!ProcedeIN(files, HostPath::WithSlash(LocalDirectory()), *ftp_, connectionType_,
-                       status_, true)) {
-            return false;
-        }
-        walk.files += static_cast<int>(files.size());
+    const std::string local = HostPath::WithSlash(LocalDirectory());
+    std::vector<std::string> files = walk.Named(*this, listing.files, EntryStringItem::File);
+    std::vector<std::string> links = walk.Named(*this, listing.files, EntryStringItem::Link);
+    status_->LoadFD(static_cast<int>(files.size() + links.size()), 0);
+    const int skipped = walk.skipped;
+    if (!files.empty() && !ProcedeIN(files, local, *ftp_, connectionType_, status_, &walk)) {
+        return false;
+    }
+    if (!links.empty() && !ProcedeIN(links, local, *ftp_, connectionType_, status_, &walk, true)) {
+        return false;
+    }
+    walk.files += static_cast<int>(files.size() + links.size()) - (walk.skipped - skipped);
+    if (!files.empty() || !links.empty()) {
         UpdateClient(std::nullopt);
     }
     for (const EntryStringItem& item : listing.directories) {
-        if (item.text == "..") {
-            continue;
-        }
-        if (item.type != EntryStringItem::Directory) {
-            walk.Skip(*this, "Link not followed: ", item.text);
+        // A link is listed among the files too, and was tried there.
+        if (item.text == ".." || item.type != EntryStringItem::Directory) {
             continue;
         }
         if (!RECURIN(item.text, walk, depth + 1)) {
@@ -424,7 +435,13 @@ bool FTPWindow::RECUROUT(const std::string& name, TreeWalk& walk, int depth) {
 
 bool FTPWindow::PutFolderContents(const LocalListing::Contents& contents, TreeWalk& walk,
                                   int depth) {
-    std::vector<std::string> files = walk.PlainFiles(*this, contents.files);
+    // A local link is not followed: it may lead anywhere on this machine.
+    for (const EntryStringItem& item : contents.files) {
+        if (item.type == EntryStringItem::Link) {
+            walk.Skip(*this, "Link not followed: ", item.text);
+        }
+    }
+    std::vector<std::string> files = walk.Named(*this, contents.files, EntryStringItem::File);
     status_->LoadFD(static_cast<int>(files.size()), 0);
     if (!files.empty()) {
         if (!ProcedeOUT(files, HostPath::WithSlash(LocalDirectory()), *ftp_, connectionType_,

@@ -202,6 +202,8 @@ TEST_F(HostileTreeTest, EndsWritesNothingOutsideAndMakesNoLink) {
     listing(peer, top).Expect("PWD").Reply("257 \"/top\"").Expect("TYPE I").Reply("200 binary");
     peer.Expect("PASV").Passive().Expect("RETR ok.txt").Reply("150 ok").SendData("fine");
     peer.Reply("226 ok");
+    // A link is tried as a file; one to a folder is refused, and left out.
+    peer.Expect("PASV").Passive().Expect("RETR same").Reply("550 Not a plain file.");
     // "loop" leads back to /top, where the walk is already.
     peer.Expect("TYPE A").Reply("200 ascii").Expect("CWD loop").Reply("250 ok");
     listing(peer, "drwxr-xr-x 2 a b 0 Jan 01 12:00 loop\r\n").Expect("PWD").Reply("257 \"/top\"");
@@ -233,9 +235,38 @@ TEST_F(HostileTreeTest, EndsWritesNothingOutsideAndMakesNoLink) {
     }
     EXPECT_FALSE(window->LastTree().whole) << "names and links were left out";
     ASSERT_EQ(alerts.Texts().size(), 1u) << "one alert says that the tree is not whole";
-    EXPECT_NE(alerts.Texts()[0].find("not moved whole"), std::string::npos);
+    // The link to a folder and the folder the walk is inside already, each counted once.
+    EXPECT_NE(alerts.Texts()[0].find("not moved whole: 2 entries were left out"), std::string::npos)
+        << alerts.Texts()[0];
     EXPECT_EQ(window->HostPath(), "/");
     Close();  // while the peer still listens
+}
+
+// A site's "latest" link arrives as the file it names; a link to a folder and a dangling one are
+// left out, each counted once. vsftpd lists links as links (pyftpdlib's MLSD shows their
+// targets instead).
+TEST_F(HostileTreeTest, ALinkToAFileArrivesAsThatFileAndOthersAreLeftOutOnce) {
+    auto vsftpd = StartTestServer("vsftpd");
+    const fs::path site = vsftpd->Pub() / "site";
+    TempDir::WriteFile(site / "pkg-1.2.tar.gz", "package");
+    TempDir::WriteFile(site / "docs" / "index.html", "<p>");
+    fs::create_symlink("pkg-1.2.tar.gz", site / "latest.tar.gz");
+    fs::create_symlink("docs", site / "manual");
+    fs::create_symlink("nowhere", site / "dangling");
+    QPointer<FTPWindow> window = Open(*vsftpd, 1, "/pub");
+    ASSERT_TRUE(window->HostDirectories()->SelectText("site"));
+    Issue(Message(FTPWindow::kGetTree));
+    EXPECT_EQ(TreeOf(local / "site"),
+              (std::map<std::string, std::string>{{"docs", "<folder>"},
+                                                  {"docs/index.html", "<p>"},
+                                                  {"latest.tar.gz", "package"},
+                                                  {"pkg-1.2.tar.gz", "package"}}));
+    EXPECT_FALSE(fs::is_symlink(local / "site" / "latest.tar.gz"));
+    EXPECT_FALSE(window->LastTree().whole);
+    EXPECT_EQ(window->LastTree().files, 3);
+    ASSERT_EQ(alerts.Texts().size(), 1u);
+    EXPECT_NE(alerts.Texts()[0].find(": 2 entries were left out"), std::string::npos)
+        << alerts.Texts()[0];
 }
 
 }  // namespace
