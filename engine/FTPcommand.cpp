@@ -238,12 +238,20 @@ bool FTPcommand::NegotiateExplicitTls() {
     if (reply && reply->code == 234) {
         return SecureControl();
     }
-    if (security_ == Security::ExplicitRequired || !reply) {
-        if (reply) {
-            AlertHook::Raise(
-                "The server does not offer TLS: the log-on stopped before the user "
-                "name and password were sent.");
-        }
+    if (!reply) {
+        unreachable_ = IsStopped() ? "" : "The server gave no answer to AUTH TLS.";
+        control_.End();
+        return false;
+    }
+    if (security_ == Security::ExplicitRequired) {
+        AlertHook::Raise(
+            "The server does not offer TLS: the log-on stopped before the user name and "
+            "password were sent.");
+        control_.End();
+        return false;
+    }
+    if (plainCheck_ && !plainCheck_(host_, std::atoi(port_.c_str()), reply->Text())) {
+        Log("The server does not offer TLS: the log-on stopped there.");
         control_.End();
         return false;
     }

@@ -147,6 +147,12 @@ public:
     void SetSecurity(Security security, std::string caFile = {});
     // None: a certificate that does not verify ends the log-on.
     void SetCertificateCheck(CertificateCheck check) { certificateCheck_ = std::move(check); }
+    // Asked, on the session's worker, when a server refuses AUTH TLS under "Explicit TLS if
+    // available", before anything else is sent: true to go on in plain FTP. `refusal` is the
+    // server's reply. None: the session goes on in plain FTP.
+    using PlainCheck =
+        std::function<bool(const std::string& host, int port, const std::string& refusal)>;
+    void SetPlainCheck(PlainCheck check) { plainCheck_ = std::move(check); }
     // The control connection runs TLS; the data connections too when PROT P was agreed.
     bool IsControlProtected() const { return control_.Tls() != nullptr; }
     bool IsDataProtected() const { return protectData_; }
@@ -268,6 +274,7 @@ private:
     std::string caFile_;
     std::shared_ptr<TlsContext> tls_;
     CertificateCheck certificateCheck_;
+    PlainCheck plainCheck_;
     std::string controlFingerprint_;
     bool protectData_ = false;
     struct FreeSession {

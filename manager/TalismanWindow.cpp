@@ -50,6 +50,8 @@ constexpr FTPcommand::Security kSecurities[] = {
     FTPcommand::Security::ExplicitIfAvailable, FTPcommand::Security::ExplicitRequired,
     FTPcommand::Security::Implicit, FTPcommand::Security::Plain};
 constexpr const char* kSecurityNames[] = {"explicit-if-available", "explicit", "implicit", "plain"};
+// How much each choice protects: TLS required either way is the most.
+constexpr int kSecurityRanks[] = {1, 2, 2, 0};
 
 // Each section is looked for from the start of the file again: these keep an import of a file
 // that is not an init file at all from holding the window for long.
@@ -375,11 +377,7 @@ void TalismanWindow::LoadInit(const std::optional<std::string>& name) {
             passive_ = form_.passive->isChecked() ? 1 : 0;
         }
         FillMirrorMenu(record->mirrors);
-        const auto security = options_->Get(*name, FormOptions::kSecurity);
-        const auto* known = std::find(std::begin(kSecurityNames), std::end(kSecurityNames),
-                                      security.value_or(kSecurityNames[0]));
-        form_.security->setCurrentIndex(
-            known == std::end(kSecurityNames) ? 0 : static_cast<int>(known - kSecurityNames));
+        form_.security->setCurrentIndex(SecurityIndexOf(*name));
         loadedState_ = FormState();
     }
     ApplyGlobal();
@@ -757,9 +755,43 @@ void TalismanWindow::OpenRequest(const Message& request) {
             widget->setText(FieldLimit::Fitted(QString::fromStdString(*text)));
         }
     }
-    // A request names no security: it gets a new form's.
-    form_.security->setCurrentIndex(0);
+    // A request names no security: it keeps that of a saved form for its host and port, so
+    // that a link cannot lower it; a new form's otherwise.
+    form_.security->setCurrentIndex(SavedSecurityFor(Text(form_.host), Text(form_.port)));
     StartingFTP();
+}
+
+int TalismanWindow::SecurityIndexOf(const std::string& formName) const {
+    const auto security = options_->Get(formName, FormOptions::kSecurity);
+    const auto* known = std::find(std::begin(kSecurityNames), std::end(kSecurityNames),
+                                  security.value_or(kSecurityNames[0]));
+    return known == std::end(kSecurityNames) ? 0 : static_cast<int>(known - kSecurityNames);
+}
+
+// The security of the saved forms for this host and port, the strongest where they differ;
+// a new form's when none is for them.
+int TalismanWindow::SavedSecurityFor(const std::string& hostField, const std::string& port) const {
+    const auto lower = [](std::string text) {
+        std::transform(text.begin(), text.end(), text.begin(),
+                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+        return text;
+    };
+    const auto portOf = [](const std::string& text) { return text.empty() ? "21" : text; };
+    const std::string host = lower(SessionStart::SplitHostField(hostField).host);
+    int chosen = -1;
+    for (const std::string& name : settings_->GetListName()) {
+        const Record_tag* record = settings_->GetRecord(name);
+        if (record == nullptr ||
+            lower(SessionStart::SplitHostField(record->host.value_or("")).host) != host ||
+            portOf(record->port.value_or("")) != portOf(port)) {
+            continue;
+        }
+        const int index = SecurityIndexOf(name);
+        if (chosen < 0 || kSecurityRanks[index] > kSecurityRanks[chosen]) {
+            chosen = index;
+        }
+    }
+    return chosen < 0 ? 0 : chosen;
 }
 
 void TalismanWindow::SaveQuickLaunch() {

@@ -105,6 +105,9 @@ private:
     std::unique_ptr<Record_tag> AddEntry(const std::string& name);
     std::string FontFamilyOfSession() const;
     void OpenRequest(const Message& request);
+    // The index of a saved form's choice in the "Security" menu.
+    int SecurityIndexOf(const std::string& formName) const;
+    int SavedSecurityFor(const std::string& hostField, const std::string& port) const;
     void GenerateGlobal();
     void SaveAs(const std::string& name);
     void SaveInPlace();

@@ -18,6 +18,10 @@ constexpr std::size_t kMaxBytes = 1u << 20;
 
 }  // namespace
 
+CertificateTrust::CertificateTrust(std::string path)
+    : path_(std::move(path)),
+      plainPath_((std::filesystem::path(path_).parent_path() / "Tarvik_plain_hosts").string()) {}
+
 std::string CertificateTrust::PathBeside(const std::string& settingsFile) {
     return (std::filesystem::path(settingsFile).parent_path() / "Tarvik_certificates").string();
 }
@@ -36,6 +40,16 @@ void CertificateTrust::Load() {
         int port = 0;
         if (fields >> host >> port >> fingerprint && !(fields >> extra) && port > 0) {
             always_[Key(host, port)] = fingerprint;
+        }
+    }
+    plain_.clear();
+    std::istringstream plain(LocalFile::ReadAll(plainPath_, kMaxBytes).value_or(""));
+    for (std::string line; std::getline(plain, line);) {
+        std::istringstream fields(line);
+        std::string host, extra;
+        int port = 0;
+        if (fields >> host >> port && !(fields >> extra) && port > 0) {
+            plain_.insert(Key(host, port));
         }
     }
 }
@@ -68,14 +82,39 @@ void CertificateTrust::TrustThisTime(const std::string& host, int port, const st
     thisRun_[Key(host, port)] = sha256;
 }
 
-// Written to a new file that replaces the old one once all of it is on the disk. A line is three
-// words; a host name with a blank in it would not read back, and would be asked about again.
+bool CertificateTrust::IsPinned(const std::string& host, int port) const {
+    std::lock_guard lock(mutex_);
+    return always_.count(Key(host, port)) != 0;
+}
+
+bool CertificateTrust::AcceptsPlain(const std::string& host, int port) const {
+    std::lock_guard lock(mutex_);
+    return plain_.count(Key(host, port)) != 0;
+}
+
+bool CertificateTrust::AcceptPlain(const std::string& host, int port) {
+    std::lock_guard lock(mutex_);
+    plain_.insert(Key(host, port));
+    std::string bytes;
+    for (const std::string& key : plain_) {
+        bytes += key + "\n";
+    }
+    return Write(plainPath_, bytes);
+}
+
+// A line is three words; a host name with a blank in it would not read back, and would be asked
+// about again.
 bool CertificateTrust::Save() const {
     std::string bytes;
     for (const auto& [key, fingerprint] : always_) {
         bytes += key + " " + fingerprint + "\n";
     }
-    std::string temporary = path_ + ".XXXXXX";
+    return Write(path_, bytes);
+}
+
+// Written to a new file that replaces the old one once all of it is on the disk.
+bool CertificateTrust::Write(const std::string& path, const std::string& bytes) {
+    std::string temporary = path + ".XXXXXX";
     const int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
     if (fd < 0) {
         return false;
@@ -84,7 +123,7 @@ bool CertificateTrust::Save() const {
               ::write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()) &&
               ::fsync(fd) == 0;
     ok = ::close(fd) == 0 && ok;
-    ok = ok && std::rename(temporary.c_str(), path_.c_str()) == 0;
+    ok = ok && std::rename(temporary.c_str(), path.c_str()) == 0;
     if (!ok) {
         ::unlink(temporary.c_str());
     }

@@ -30,6 +30,7 @@ class CertificateTrust;
 class LogOnClock;
 class LogWindow;
 class PathLabel;
+class QLabel;
 class QPushButton;
 class StatusBar;
 class StatusWindow;
@@ -135,7 +136,8 @@ public:
     // connected yet; LogOnSecond logs it on, in binary mode. Worker threads only.
     std::unique_ptr<FTPcommand> DuplicateNewConnection();
     bool LogOnSecond(FTPcommand& command);
-    // TLS as the log-on asks, and the user's say on a certificate that does not verify.
+    // TLS as the log-on asks, and the user's say on a certificate that does not verify and on a
+    // host that offers no TLS.
     void Secure(FTPcommand& command, const LogOn& logOn);
 
     // What the panes show, for the tests and the benchmarks. GUI thread.
@@ -150,6 +152,8 @@ public:
     LogWindow* Log() const { return log_; }
     DirWindow* FullListing() const { return fullListing_; }
     QPushButton* Button(const std::string& name) const;
+    // "Not encrypted" while the session's connection runs without TLS.
+    QLabel* SecurityMark() const { return ui_.securityMark; }
     QAction* SpawnItem() const { return ui_.spawnItem; }
     bool IsBusy() const { return busy_; }
     bool IsConnected() const { return connected_; }
@@ -205,6 +209,9 @@ private:
 
     // Worker side.
     int Logon(const LogOn& logOn);
+    static bool MayGoOnInClear(CertificateTrust& trust, const std::string& host, int port,
+                               const std::string& refusal);
+    void ShowSecurity(bool controlProtected, bool dataProtected);
     int LogOnThroughFirewall(FTPcommand& command, const LogOn& logOn, bool session);
     void ReportUnreachable(const FTPcommand& command, const char* what);
     void StartLogOnClock();

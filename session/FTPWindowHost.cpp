@@ -1,7 +1,10 @@
 // The session window's worker side: log-on, listings, changes of directory, second connections.
 // Everything here runs on worker threads and reaches widgets only through Post.
+#include <QLabel>
 #include <QPushButton>
 #include <QTimer>
+
+#include <mutex>
 
 #include "Alert.h"
 #include "CertificateTrust.h"
@@ -123,6 +126,11 @@ int FTPWindow::Logon(const LogOn& logOn) {
         return result;
     }
     connected_ = true;
+    const bool controlProtected = ftp_->IsControlProtected();
+    const bool dataProtected = ftp_->IsDataProtected();
+    Post(this, [this, controlProtected, dataProtected] {
+        ShowSecurity(controlProtected, dataProtected);
+    });
     ftp_->SetNextActivePort(firstDataPort_);
     SetBar("Selecting STREAM MODE...");
     ftp_->MODESTREAM();
@@ -144,6 +152,30 @@ int FTPWindow::Logon(const LogOn& logOn) {
         }
     });
     return 0;
+}
+
+// A session in clear says so beside the host's path, where the eye is; one under TLS shows it.
+void FTPWindow::ShowSecurity(bool controlProtected, bool dataProtected) {
+    QLabel* mark = ui_.securityMark;
+    const char* style =
+        "QLabel { color: white; background: rgb(170,30,30); padding: 3px 6px;"
+        " border-radius: 3px; font-weight: bold; }";
+    if (!controlProtected) {
+        mark->setText(tr("Not encrypted"));
+        mark->setToolTip(tr("The password, the commands and the files travel in clear."));
+    } else if (!dataProtected) {
+        mark->setText(tr("Files not encrypted"));
+        mark->setToolTip(tr("The log-on travels under TLS; the files travel in clear."));
+    } else {
+        mark->setText(tr("TLS"));
+        mark->setToolTip(tr("The log-on, the commands and the files travel under TLS."));
+        style =
+            "QLabel { color: white; background: rgb(40,120,60); padding: 3px 6px;"
+            " border-radius: 3px; font-weight: bold; }";
+    }
+    mark->setStyleSheet(style);
+    mark->setAccessibleName(mark->text());
+    mark->show();
 }
 
 // Connects to the firewall, sends its user, password and command line by line, then logs on
@@ -220,12 +252,44 @@ std::string CertificateQuestion(const TlsConnection::Certificate& certificate,
 
 }  // namespace
 
+// A host that showed a trusted certificate before is never logged on to in clear: a refusal of
+// TLS there is what a man in the middle does. Another is asked about once.
+bool FTPWindow::MayGoOnInClear(CertificateTrust& trust, const std::string& host, int port,
+                               const std::string& refusal) {
+    const std::string where = host + ":" + std::to_string(port);
+    if (trust.IsPinned(host, port)) {
+        Alert::Go(where +
+                  " refused TLS, though you trusted its certificate before: someone may "
+                  "stand between you and the server. The log-on stopped before the user "
+                  "name and password were sent.\n\nThe server said: " +
+                  refusal);
+        return false;
+    }
+    // One question at a time: sessions to one host that start together are asked once.
+    static std::mutex asking;
+    std::lock_guard oneAtATime(asking);
+    if (trust.AcceptsPlain(host, port)) {
+        return true;
+    }
+    if (Alert::Go(host + " does not offer TLS: the password would travel in clear. Go on?",
+                  {"Go on", "Cancel"}, AlertKind::Warning) != 0) {
+        return false;
+    }
+    if (!trust.AcceptPlain(host, port)) {
+        Alert::Go("Your answer could not be saved: it holds until Tarvik ends.");
+    }
+    return true;
+}
+
 void FTPWindow::Secure(FTPcommand& command, const LogOn& logOn) {
     command.SetSecurity(logOn.security);
     std::shared_ptr<CertificateTrust> trust = logOn.trust;
     if (!trust) {
         return;
     }
+    command.SetPlainCheck([trust](const std::string& host, int port, const std::string& refusal) {
+        return MayGoOnInClear(*trust, host, port, refusal);
+    });
     // Asked from the worker; the question waits on the GUI thread for the user.
     command.SetCertificateCheck(
         [trust](const TlsConnection::Certificate& certificate, const std::string& host, int port) {

@@ -166,7 +166,16 @@ private:
         frame->SetView1(directories);
         frame->SetView2(files);
         frame->SetRatio(0.4F);
-        layout->addWidget(label);
+        if (local) {
+            layout->addWidget(label);
+        } else {
+            auto* top = new QHBoxLayout;
+            top->setSpacing(4);
+            top->addWidget(label, 1);
+            widgets_.securityMark = SecurityMark();
+            top->addWidget(widgets_.securityMark);
+            layout->addLayout(top);
+        }
         layout->addWidget(frame, 1);
         std::uint32_t openCode = local ? 5 : 6;
         std::uint32_t selectionCode = local ? 80 : 81;
@@ -186,6 +195,15 @@ private:
         (local ? widgets_.localFiles : widgets_.hostFiles) = files;
         (local ? widgets_.localLabel : widgets_.hostLabel) = label;
         return side;
+    }
+
+    // Hidden until the log-on says what protects the session.
+    static QLabel* SecurityMark() {
+        auto* mark = new QLabel;
+        mark->setObjectName("security");
+        mark->setTextFormat(Qt::PlainText);
+        mark->hide();
+        return mark;
     }
 
     // What the "Up" button of a side posts.

@@ -9,6 +9,7 @@ class MessageHandler;
 class PathLabel;
 class QAction;
 class QCheckBox;
+class QLabel;
 class QMainWindow;
 class QPushButton;
 
@@ -24,6 +25,8 @@ public:
         LPBListView* hostFiles = nullptr;
         PathLabel* localLabel = nullptr;
         PathLabel* hostLabel = nullptr;
+        // Beside the host path: what protects the session, once logged on.
+        QLabel* securityMark = nullptr;
         QAction* spawnItem = nullptr;
         QAction* logItem = nullptr;
         QAction* fullListingItem = nullptr;

@@ -19,6 +19,7 @@
 #include <algorithm>
 #include <functional>
 
+#include "CertificateTrust.h"
 #include "DirWindow.h"
 #include "EntryListModel.h"
 #include "LPBListView.h"
@@ -478,6 +479,78 @@ TEST_F(FTPWindowPeerTest, ClosingStopsASecondConnectionStillWaitingForItsGreetin
     EXPECT_EQ(received.find("RETR"), std::string::npos) << received;
     EXPECT_EQ(received.find("USER"), received.rfind("USER")) << "the session's own only";
     EXPECT_TRUE(alerts.Texts().empty());
+}
+
+// "Explicit TLS if available" to a server that refuses AUTH: a host whose certificate was
+// trusted before is never logged on to in clear; another is asked about once, the answer kept
+// beside the certificates, and USER and PASS leave only after "Go on". The window says then that
+// the session is not encrypted.
+TEST_F(FTPWindowPeerTest, AHostWithoutTlsIsAskedAboutOnceAndAPinnedOneNeverGetsThePassword) {
+    TempDir store;
+    const std::string certificates = (store / "Tarvik_certificates").string();
+    auto trust = std::make_shared<CertificateTrust>(certificates);
+    const std::string question =
+        "127.0.0.1 does not offer TLS: the password would travel in "
+        "clear. Go on?";
+    const struct {
+        const char* name;
+        int answer;
+        bool pinned;
+        bool acceptedBefore;
+        bool asked;
+        bool loggedOn;
+    } cases[] = {
+        {"cancelled", 1, false, false, true, false},
+        {"go on", 0, false, false, true, true},
+        {"accepted before", 0, false, true, false, true},
+        {"pinned", 0, true, false, false, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        ScriptedAlerts answers;
+        answers.Answer(c.answer);
+        ScriptedPeer peer;
+        peer.Reply("220 hi").Expect("AUTH TLS").Reply("500 AUTH not understood.");
+        if (c.loggedOn) {
+            peer.Expect("USER bob").Reply("331 pw").Expect("PASS secret").Reply("230 in");
+            peer.Expect("MODE S").Reply("200 ok").Expect("PASV").Passive().Expect("LIST");
+            peer.Reply("150 ok").SendData("").Reply("226 ok").Expect("PWD").Reply("257 \"/\"");
+            peer.Expect("QUIT").Reply("221 bye");
+        } else {
+            peer.Silence();
+        }
+        peer.Start();
+        if (c.pinned) {
+            trust->TrustAlways("127.0.0.1", peer.Port(), "AB:CD");
+        }
+        if (c.acceptedBefore) {
+            trust->AcceptPlain("127.0.0.1", peer.Port());
+        }
+        FTPWindow::LogOn logOn;
+        logOn.port = std::to_string(peer.Port());
+        logOn.security = FTPcommand::Security::ExplicitIfAvailable;
+        logOn.trust = trust;
+        QPointer<FTPWindow> window = Start(logOn, "bob", "secret");
+        ASSERT_TRUE(WaitUntil([&] { return !window || Idle(); }, 10s));
+        EXPECT_EQ(window && window->IsConnected(), c.loggedOn);
+        const auto texts = answers.Texts();
+        EXPECT_EQ(std::count(texts.begin(), texts.end(), question), c.asked ? 1 : 0);
+        if (c.pinned) {
+            ASSERT_EQ(texts.size(), 1u);
+            EXPECT_TRUE(texts[0].starts_with("127.0.0.1:" + logOn.port + " refused TLS, though"))
+                << texts[0];
+        }
+        if (c.loggedOn) {
+            EXPECT_TRUE(window->SecurityMark()->isVisible());
+            EXPECT_EQ(window->SecurityMark()->text(), "Not encrypted");
+        }
+        Close();
+        ASSERT_TRUE(peer.WaitDone(10s));
+        EXPECT_EQ(peer.Received().find("USER") != std::string::npos, c.loggedOn) << peer.Received();
+        CertificateTrust reloaded(certificates);
+        reloaded.Load();
+        EXPECT_EQ(reloaded.AcceptsPlain("127.0.0.1", peer.Port()), c.loggedOn);
+    }
 }
 
 TEST_F(FTPWindowPeerTest, FirewallLogOnSendsUserPasswordAndCommandAndTheLogMasksPasswords) {
