@@ -106,36 +106,34 @@ std::string LocalFileOf(const std::string& local, const std::string& name) {
     return path.string();
 }
 
-// One line per entry in listing order: type, size, name. The mini-base holds every entry in
-// that order and the directories list holds the folders and links in the same order: every other
-// entry is a file, so no list of files is built.
+// One line per entry: type, size (0 where the listing gave none), name; the folders and links
+// first, then the files, each in listing order.
 int List(FTPcommand& ftp, int mode) {
     FTPcommand::Items directories;
-    int result = ftp.LISTING(nullptr, nullptr, &directories, nullptr, mode, nullptr, nullptr);
+    FTPcommand::Items files;
+    int result = ftp.LISTING(nullptr, &files, &directories, nullptr, mode, nullptr, nullptr);
     if (result != 0) {
         return result;
     }
-    const MiniBase& entries = ftp.GetMiniBase();
     // Written out a block at a time: one string for the whole listing would cost pages.
     constexpr std::size_t kBlock = 64 * 1024;
     std::string out;
     out.reserve(kBlock + 512);
-    std::size_t directory = 0;
-    for (std::size_t i = 0; i < entries.Names().size(); ++i) {
-        const std::string& name = entries.Names()[i];
-        int type = EntryStringItem::File;
-        if (directory < directories.size() && directories[directory].text == name) {
-            type = directories[directory++].type;
-        }
-        out += std::to_string(type);
-        out += ' ';
-        out += std::to_string(entries.Sizes()[i]);
-        out += ' ';
-        out += name;
-        out += '\n';
-        if (out.size() >= kBlock) {
-            std::fwrite(out.data(), 1, out.size(), stdout);
-            out.clear();
+    for (const FTPcommand::Items* list : {&directories, &files}) {
+        for (const EntryStringItem& entry : *list) {
+            if (list == &files && entry.type == EntryStringItem::Link) {
+                continue;  // listed with the folders already
+            }
+            out += std::to_string(entry.type);
+            out += ' ';
+            out += std::to_string(std::max(entry.size, 0LL));
+            out += ' ';
+            out += entry.text;
+            out += '\n';
+            if (out.size() >= kBlock) {
+                std::fwrite(out.data(), 1, out.size(), stdout);
+                out.clear();
+            }
         }
     }
     std::fwrite(out.data(), 1, out.size(), stdout);

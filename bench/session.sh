@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
-# A session window on a host directory of 100,000 files and 50 folders: the time to list, sort
-# and show it, and the longest the GUI thread went without answering meanwhile.
-#   bench/session.sh [RUNS]        (default 3; build the release preset first)
+# A session window on a host directory of 100,000 entries (or ENTRIES), 50 of them folders: the
+# time to list, sort and show it, the longest the GUI thread went without answering meanwhile, and
+# the process's peak memory.
+#   bench/session.sh [RUNS] [ENTRIES]       (default 3 and 100000; build the release preset first)
 # Under Xvfb when it is installed (real rendering), else on Qt's offscreen platform.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source bench/vsftpd.sh
 
 runs=${1:-3}
+entries=${2:-100000}
 sessionbench=${SESSIONBENCH:-$PWD/build/release/bench/sessionbench}
 [ -x "$sessionbench" ] || { echo "build the release preset first: $sessionbench is missing" >&2; exit 1; }
 
@@ -17,10 +19,10 @@ trap '[ -n "$server_pid" ] && kill "$server_pid" 2>/dev/null; rm -rf "$work"' EX
 root=$work/root
 mkdir -p "$root/big"
 chmod 755 "$work" "$root" "$root/big"
-/usr/bin/python3 - "$root/big" <<'PY'
+/usr/bin/python3 - "$root/big" "$entries" <<'PY'
 import os, sys
-for i in range(100_000):
-    os.close(os.open(os.path.join(sys.argv[1], "file-%06d.dat" % i), os.O_CREAT | os.O_WRONLY, 0o644))
+for i in range(int(sys.argv[2]) - 50):
+    os.close(os.open(os.path.join(sys.argv[1], "file-%07d.dat" % i), os.O_CREAT | os.O_WRONLY, 0o644))
 for i in range(50):
     os.mkdir(os.path.join(sys.argv[1], "folder-%02d" % i))
 PY

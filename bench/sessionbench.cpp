@@ -20,6 +20,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -65,6 +66,17 @@ double TimeUntil(const Done& done) {
         QApplication::processEvents(QEventLoop::AllEvents, 5);
     }
     return clock.elapsed() / 1000.0;
+}
+
+// The most memory the process held at once (VmHWM), as the system counts it.
+long long PeakMegabytes() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmHWM:")) {
+            return std::atoll(line.c_str() + 6) / 1024;
+        }
+    }
+    return -1;
 }
 
 struct Options {
@@ -285,5 +297,6 @@ int main(int argc, char** argv) {
         window->PostMessage(Message(FTPWindow::kQuickLogout));
         TimeUntil([&] { return !window || window->isHidden(); });
     }
+    std::printf("peak memory: %lld MB\n", PeakMegabytes());
     return result != 0 || alerts != 0 ? 1 : 0;
 }

@@ -2,14 +2,12 @@
 
 #include <algorithm>
 
-void Cache::Add(const char* key, Items directories, Items files, Items complete,
-                std::vector<std::string> names, std::vector<long long> sizes) {
+void Cache::Add(const char* key, Shared directories, Shared files) {
     if (key == nullptr) {
         return;
     }
     Remove(key);
-    entries_.push_back({key, std::move(directories), std::move(files), std::move(complete),
-                        std::move(names), std::move(sizes), ++uses_});
+    entries_.push_back({key, std::move(directories), std::move(files), ++uses_});
     items_ += entries_.back().ItemCount();
     while (items_ > itemLimit_ && entries_.size() > 1) {
         DropLeastRecentlyUsed();
@@ -17,7 +15,7 @@ void Cache::Add(const char* key, Items directories, Items files, Items complete,
 }
 
 std::size_t Cache::Entry::ItemCount() const {
-    return directories.size() + files.size() + complete.size() + names.size();
+    return (directories ? directories->size() : 0) + (files ? files->size() : 0);
 }
 
 void Cache::DropLeastRecentlyUsed() {
@@ -53,29 +51,14 @@ const Cache::Entry* Cache::Find(const char* key) const {
     return nullptr;
 }
 
-const Cache::Items* Cache::SearchDIRECTORY(const char* key) const {
+Cache::Shared Cache::SearchDIRECTORY(const char* key) const {
     const Entry* entry = Find(key);
-    return entry != nullptr ? &entry->directories : nullptr;
+    return entry != nullptr ? entry->directories : nullptr;
 }
 
-const Cache::Items* Cache::SearchFILE(const char* key) const {
+Cache::Shared Cache::SearchFILE(const char* key) const {
     const Entry* entry = Find(key);
-    return entry != nullptr ? &entry->files : nullptr;
-}
-
-const Cache::Items* Cache::SearchCOMPLET(const char* key) const {
-    const Entry* entry = Find(key);
-    return entry != nullptr ? &entry->complete : nullptr;
-}
-
-const std::vector<std::string>* Cache::SearchNames(const char* key) const {
-    const Entry* entry = Find(key);
-    return entry != nullptr ? &entry->names : nullptr;
-}
-
-const std::vector<long long>* Cache::SearchSizes(const char* key) const {
-    const Entry* entry = Find(key);
-    return entry != nullptr ? &entry->sizes : nullptr;
+    return entry != nullptr ? entry->files : nullptr;
 }
 
 std::vector<std::string> Cache::GetList() const {

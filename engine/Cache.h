@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,21 +14,20 @@
 class Cache {
 public:
     using Items = std::vector<EntryStringItem>;
+    // A listing is kept once: the host panes show the very lists the cache holds.
+    using Shared = std::shared_ptr<const Items>;
 
     static constexpr std::size_t kDefaultItemLimit = 4000000;
     explicit Cache(std::size_t itemLimit = kDefaultItemLimit) : itemLimit_(itemLimit) {}
 
-    // A null key adds nothing.
-    void Add(const char* key, Items directories, Items files, Items complete,
-             std::vector<std::string> names, std::vector<long long> sizes);
+    // A null key adds nothing. The raw listing lines are not kept: they would double what a
+    // listing costs, and only the Full Listing window shows them, while it is open.
+    void Add(const char* key, Shared directories, Shared files);
     void Remove(const char* key);
 
-    // The stored list, or null for an unknown key. Valid until the entry is replaced or removed.
-    const Items* SearchDIRECTORY(const char* key) const;
-    const Items* SearchFILE(const char* key) const;
-    const Items* SearchCOMPLET(const char* key) const;
-    const std::vector<std::string>* SearchNames(const char* key) const;
-    const std::vector<long long>* SearchSizes(const char* key) const;
+    // The stored list, or null for an unknown key.
+    Shared SearchDIRECTORY(const char* key) const;
+    Shared SearchFILE(const char* key) const;
 
     // Every key, in cache order.
     std::vector<std::string> GetList() const;
@@ -37,11 +37,8 @@ public:
 private:
     struct Entry {
         std::string key;
-        Items directories;
-        Items files;
-        Items complete;
-        std::vector<std::string> names;
-        std::vector<long long> sizes;
+        Shared directories;
+        Shared files;
         mutable std::uint64_t lastUse = 0;
 
         std::size_t ItemCount() const;

@@ -1092,7 +1092,7 @@ FTPcommand::PumpEnd FTPcommand::ReadListing(Items* files, Items* directories, St
                                             ListingMonitor* view, BarMonitor* bar) {
     int fileCount = 0;
     int directoryCount = 0;
-    std::size_t lines = 0;
+    std::size_t entries = 0;
     std::size_t bytes = 0;
     std::size_t malformed = 0;
     miniBase_.Erase();
@@ -1113,12 +1113,10 @@ FTPcommand::PumpEnd FTPcommand::ReadListing(Items* files, Items* directories, St
         if (line->empty()) {
             continue;
         }
+        // Lines that are no entry cost nothing kept, but their bytes count too.
         bytes += line->size();
-        if (++lines > listingLimit_ || bytes > listingByteLimit_) {
-            Log(lines > listingLimit_ ? "The listing passed " + std::to_string(listingLimit_) +
-                                            " lines and was stopped there."
-                                      : "The listing passed " + ByteText(listingByteLimit_) +
-                                            " and was stopped there.");
+        if (bytes > listingByteLimit_) {
+            Log("The listing passed " + ByteText(listingByteLimit_) + " and was stopped there.");
             return PumpEnd::TooLong;
         }
         ListingParser::Result parsed = ParseListed(*line, listingByMlsd_);
@@ -1128,6 +1126,11 @@ FTPcommand::PumpEnd FTPcommand::ReadListing(Items* files, Items* directories, St
         malformed += parsed.outcome == ListingParser::Outcome::Malformed ? 1 : 0;
         if (parsed.outcome != ListingParser::Outcome::Entry) {
             continue;
+        }
+        if (++entries > listingLimit_) {
+            Log("The listing passed " + std::to_string(listingLimit_) +
+                " entries and was stopped there.");
+            return PumpEnd::TooLong;
         }
         ++(parsed.entry.kind == ListingParser::Kind::File ? fileCount : directoryCount);
         if (status != nullptr) {

@@ -136,7 +136,7 @@ public:
     void AllowMlsd(bool allowed) { mlsdAllowed_ = allowed; }
 
     void EraseMiniBase() { miniBase_.Erase(); }
-    void AddName(const std::string& name) { miniBase_.AddName(name); }
+    void AddName(std::string_view name) { miniBase_.AddName(name); }
     void AddSize(long long size) { miniBase_.AddSize(size); }
     long long FindSize(const char* name) const { return name ? miniBase_.FindSize(name) : 0; }
     const MiniBase& GetMiniBase() const { return miniBase_; }
@@ -164,8 +164,8 @@ public:
     // What one listing may hold: a server can send lines of any length, for ever.
     static constexpr std::size_t kMaxListingEntries = 1000000;
     static constexpr std::size_t kMaxListingBytes = 256u << 20;
-    void SetListingLimit(std::size_t lines, std::size_t bytes = kMaxListingBytes) {
-        listingLimit_ = lines;
+    void SetListingLimit(std::size_t entries, std::size_t bytes = kMaxListingBytes) {
+        listingLimit_ = entries;
         listingByteLimit_ = bytes;
     }
 

@@ -1,39 +1,46 @@
 #include "MiniBase.h"
 
+#include <algorithm>
+#include <functional>
+
 #include "GrowFast.h"
 
 void MiniBase::Erase() {
-    Assign({}, {});
+    entries_ = {};
+    sorted_ = true;
 }
 
-void MiniBase::AddName(const std::string& name) {
-    GrowFast(names_, name);
-    indexed_ = false;
+std::uint64_t MiniBase::KeyOf(std::string_view name) {
+    return std::hash<std::string_view>{}(name);
+}
+
+void MiniBase::AddName(std::string_view name) {
+    pendingKey_ = KeyOf(name);
 }
 
 void MiniBase::AddSize(long long size) {
-    GrowFast(sizes_, size);
+    GrowFast(entries_, Entry{pendingKey_, size});
+    sorted_ = false;
 }
 
-void MiniBase::Assign(std::vector<std::string> names, std::vector<long long> sizes) {
-    names_ = std::move(names);
-    sizes_ = std::move(sizes);
-    index_.clear();
-    indexed_ = false;
+long long MiniBase::FindSize(std::string_view name) const {
+    const auto byKey = [](const Entry& a, const Entry& b) { return a.key < b.key; };
+    if (!sorted_) {
+        std::stable_sort(entries_.begin(), entries_.end(), byKey);
+        sorted_ = true;
+    }
+    const Entry wanted{KeyOf(name), 0};
+    auto found = std::lower_bound(entries_.begin(), entries_.end(), wanted, byKey);
+    return found != entries_.end() && found->key == wanted.key ? found->size : 0;
 }
 
-long long MiniBase::FindSize(const std::string& name) const {
-    if (!indexed_) {
-        index_.clear();
-        index_.reserve(names_.size());
-        for (std::size_t i = 0; i < names_.size(); ++i) {
-            index_.emplace(names_[i], i);  // keeps the first of equal names
+MiniBase MiniBase::Of(const std::vector<EntryStringItem>& items) {
+    MiniBase base;
+    for (const EntryStringItem& item : items) {
+        if (item.type == EntryStringItem::File) {
+            base.AddName(item.text);
+            base.AddSize(std::max(item.size, 0LL));  // 0: not known
         }
-        indexed_ = true;
     }
-    auto found = index_.find(name);
-    if (found == index_.end() || found->second >= sizes_.size()) {
-        return 0;
-    }
-    return sizes_[found->second];
+    return base;
 }

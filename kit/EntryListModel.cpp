@@ -24,40 +24,53 @@ QVariant Details(const EntryStringItem& item) {
 
 }  // namespace
 
-EntryListModel::EntryListModel(QObject* parent) : QAbstractListModel(parent) {}
+EntryListModel::EntryListModel(QObject* parent)
+    : QAbstractListModel(parent), own_(std::make_shared<List>()) {
+    items_ = own_;
+}
 
-void EntryListModel::SetItems(std::vector<EntryStringItem> items) {
+void EntryListModel::SetItems(List items) {
     beginResetModel();
-    items_ = std::move(items);
+    own_ = std::make_shared<List>(std::move(items));
+    items_ = own_;
     endResetModel();
 }
 
-void EntryListModel::Append(std::vector<EntryStringItem> items) {
+void EntryListModel::SetShared(Shared items) {
+    beginResetModel();
+    own_.reset();
+    items_ = items ? std::move(items) : std::make_shared<const List>();
+    endResetModel();
+}
+
+void EntryListModel::Append(List items) {
     if (items.empty()) {
         return;
     }
-    const int first = static_cast<int>(items_.size());
+    if (!own_) {
+        own_ = std::make_shared<List>(*items_);
+        items_ = own_;
+    }
+    const int first = static_cast<int>(own_->size());
     beginInsertRows(QModelIndex(), first, first + static_cast<int>(items.size()) - 1);
-    items_.insert(items_.end(), std::make_move_iterator(items.begin()),
-                  std::make_move_iterator(items.end()));
+    own_->insert(own_->end(), std::make_move_iterator(items.begin()),
+                 std::make_move_iterator(items.end()));
     endInsertRows();
 }
 
 void EntryListModel::Clear() {
-    if (items_.empty()) {
+    if (items_->empty()) {
         return;
     }
-    beginResetModel();
-    items_.clear();
-    endResetModel();
+    SetItems({});
 }
 
 int EntryListModel::rowCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : static_cast<int>(items_.size());
+    return parent.isValid() ? 0 : static_cast<int>(items_->size());
 }
 
 QVariant EntryListModel::data(const QModelIndex& index, int role) const {
-    if (!index.isValid() || index.row() >= static_cast<int>(items_.size())) {
+    if (!index.isValid() || index.row() >= static_cast<int>(items_->size())) {
         return {};
     }
     const EntryStringItem& item = At(index.row());

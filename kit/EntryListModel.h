@@ -2,6 +2,7 @@
 
 #include <QAbstractListModel>
 
+#include <memory>
 #include <vector>
 
 #include "EntryStringItem.h"
@@ -15,18 +16,26 @@ class EntryListModel : public QAbstractListModel {
 public:
     enum Role { TypeRole = Qt::UserRole + 1, PathRole, ColourRole };
 
+    using List = std::vector<EntryStringItem>;
+    // A list kept elsewhere too (the host listing cache): shown without a copy of its own.
+    using Shared = std::shared_ptr<const List>;
+
     explicit EntryListModel(QObject* parent = nullptr);
 
-    void SetItems(std::vector<EntryStringItem> items);
-    void Append(std::vector<EntryStringItem> items);
+    void SetItems(List items);
+    void SetShared(Shared items);
+    // A shared list is copied before anything is added to it.
+    void Append(List items);
     void Clear();
-    const std::vector<EntryStringItem>& Items() const { return items_; }
+    const List& Items() const { return *items_; }
     // The entry at row; row must be valid.
-    const EntryStringItem& At(int row) const { return items_.at(static_cast<std::size_t>(row)); }
+    const EntryStringItem& At(int row) const { return items_->at(static_cast<std::size_t>(row)); }
 
     int rowCount(const QModelIndex& parent = QModelIndex()) const override;
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
 
 private:
-    std::vector<EntryStringItem> items_;
+    // What the rows show; `own_` is the same list when it is this model's alone.
+    Shared items_;
+    std::shared_ptr<List> own_;
 };

@@ -364,10 +364,18 @@ void FTPWindow::ToggleLog() {
     status_->SetEtatLog(show);
 }
 
+// The raw lines cost as much as the listing itself: only an open Full Listing keeps them. Opened,
+// it lists the host folder again to show its lines.
 void FTPWindow::ToggleFullListing() {
     bool show = fullListing_->isHidden();
+    fullListingShown_ = show;
     fullListing_->setVisible(show);
     ui_.fullListingItem->setChecked(show);
+    if (!show) {
+        fullListing_->SetLines({});
+    } else if (connected_ && !loggingOn_) {
+        PostMessage(Message(kReloadHost));
+    }
 }
 
 void FTPWindow::ShowLocalSelection() {
@@ -386,8 +394,10 @@ void FTPWindow::ShowHostSelection() {
         statusBar_->SetText("Idle.");
         return;
     }
+    const EntryStringItem* item = ui_.hostFiles->FirstSelectedItem();
     statusBar_->SetText("Host file: " + *selected + " [" +
-                        std::to_string(hostSizes_.FindSize(*selected)) + " Bytes]");
+                        std::to_string(item != nullptr ? std::max(item->size, 0LL) : 0) +
+                        " Bytes]");
 }
 
 void FTPWindow::OpenFileManager() {

@@ -216,17 +216,19 @@ private:
     void ReportUnreachable(const FTPcommand& command, const char* what);
     void StartLogOnClock();
     LocalListing::Contents UpdateClient(const std::optional<std::string>& directory);
-    // What a host listing showed, for the transfers that walk a tree.
+    // What a host listing showed: the lists the cache keeps, the panes show and a tree walk
+    // reads, one copy for all.
     struct HostLists {
-        Items directories;
-        Items files;
+        Cache::Shared directories;
+        Cache::Shared files;
     };
     int UpdateServeur(const std::optional<std::string>& directory, HostLists* shown = nullptr);
-    void PWDThread(Items* directories, Items* files, const Items* complete = nullptr);
+    // Asks the host where it is; `listed`, when given, is cached as that folder's listing.
+    void PWDThread(const HostLists* listed);
     void CDLOCAL(const std::string& directory);
     void CDDISTANT(const std::string& directory);
     long long LenFile(const std::string& name) const;
-    void ShowHostLists(Items directories, Items files);
+    void ShowHostLists(HostLists lists);
     void SetHostLabel(const std::string& text);
     void SetBar(const std::string& text);
     void LogLine(const std::string& line);
@@ -301,7 +303,8 @@ private:
     std::atomic<bool> binary_{true};
     std::atomic<int> connectionType_{2};
     std::atomic<bool> firstListing_{true};
-    MiniBase hostSizes_;
+    // The Full Listing window is open: listings send it their lines, the cache is passed by.
+    std::atomic<bool> fullListingShown_{false};
 
     // Shared with the workers.
     mutable std::mutex pathMutex_;

@@ -26,26 +26,6 @@
 
 namespace {
 
-// Shows the lines of a listing in the Full Listing window and keeps them for the cache.
-class ListingTee : public ListingMonitor {
-public:
-    explicit ListingTee(ListingMonitor* view) : view_(view) {}
-    void Clear() override {
-        lines_.clear();
-        view_->Clear();
-    }
-    void AddLine(const EntryStringItem& line) override {
-        lines_.push_back(line);
-        view_->AddLine(line);
-    }
-    void ShowLast() override { view_->ShowLast(); }
-    std::vector<EntryStringItem>& Lines() { return lines_; }
-
-private:
-    ListingMonitor* view_;
-    std::vector<EntryStringItem> lines_;
-};
-
 const char* const kHostUnreachable = "Impossible connection\nHost unreachable.";
 const char* const kFirewallUnreachable = "Impossible connection\nFirewall unreachable.";
 
@@ -374,13 +354,10 @@ void FTPWindow::CDLOCAL(const std::string& directory) {
 
 // ---- Host side ----
 
-void FTPWindow::ShowHostLists(Items directories, Items files) {
-    MiniBase sizes = ftp_->GetMiniBase();
-    Post(this, [this, directories = std::move(directories), files = std::move(files),
-                sizes = std::move(sizes)]() mutable {
-        ui_.hostDirectories->SetItems(std::move(directories));
-        ui_.hostFiles->SetItems(std::move(files));
-        hostSizes_ = std::move(sizes);
+void FTPWindow::ShowHostLists(HostLists lists) {
+    Post(this, [this, lists = std::move(lists)] {
+        ui_.hostDirectories->SetShared(lists.directories);
+        ui_.hostFiles->SetShared(lists.files);
     });
 }
 
@@ -408,8 +385,9 @@ int FTPWindow::UpdateServeur(const std::optional<std::string>& directory, HostLi
     status_->SetTypeOperation(firstListing_ ? "UPDATING host listing... WAITING for reply."
                                             : "UPDATING host listing... DELETING lists...");
     SetBar("UPDATING host listing... WAITING for reply.");
-    ListingTee lines(fullListing_);
-    if (ftp_->LISTING(nullptr, &files, &directories, status_, passive_, &lines, statusBar_) != 0) {
+    // The raw lines only go to a Full Listing window that is open: nothing else keeps them.
+    ListingMonitor* lines = fullListingShown_ ? fullListing_ : nullptr;
+    if (ftp_->LISTING(nullptr, &files, &directories, status_, passive_, lines, statusBar_) != 0) {
         SetBar("Error: the listing is incomplete.");  // and neither shown nor cached
         return 1;
     }
@@ -419,30 +397,28 @@ int FTPWindow::UpdateServeur(const std::optional<std::string>& directory, HostLi
     auto progress = [this](const std::string& text) { SetBar(text); };
     ListingSort::SortList(directories, progress);
     ListingSort::SortList(files, progress);
+    directories.insert(directories.begin(), {"..", EntryStringItem::Directory, {}, 0});
     SetHostLabel("Directory request...");
     status_->SetTypeOperation("Jumping to directory...");
-    PWDThread(&directories, &files, &lines.Lines());
+    HostLists lists{std::make_shared<const Items>(std::move(directories)),
+                    std::make_shared<const Items>(std::move(files))};
+    PWDThread(&lists);
     if (shown != nullptr) {
-        *shown = {directories, files};
+        *shown = lists;
     }
-    ShowHostLists(std::move(directories), std::move(files));
+    ShowHostLists(std::move(lists));
     return 0;
 }
 
-void FTPWindow::PWDThread(Items* directories, Items* files, const Items* complete) {
-    if (directories != nullptr) {
-        directories->insert(directories->begin(), {"..", EntryStringItem::Directory, {}, 0});
-    }
+void FTPWindow::PWDThread(const HostLists* listed) {
     std::optional<std::string> path = ftp_->PWD();
     if (!path) {
         SetHostLabel("Not available.");
         return;
     }
     SetBar("Adding to cache...");
-    if (directories != nullptr) {
-        const MiniBase& base = ftp_->GetMiniBase();
-        cache_.Add(path->c_str(), *directories, files != nullptr ? *files : Items{},
-                   complete != nullptr ? *complete : Items{}, base.Names(), base.Sizes());
+    if (listed != nullptr) {
+        cache_.Add(path->c_str(), listed->directories, listed->files);
         statusBar_->AddEntryInMenu(*path);
     }
     {
@@ -465,16 +441,15 @@ void FTPWindow::CDDISTANT(const std::string& directory) {
     std::string target =
         directory == ".." ? HostPath::Parent(current) : HostPath::Child(current, directory);
     SetBar("Cache request...");
-    const Items* directories = cache_.SearchDIRECTORY(target.c_str());
-    const Items* files = cache_.SearchFILE(target.c_str());
-    const Items* complete = cache_.SearchCOMPLET(target.c_str());
-    bool hit = directories != nullptr || files != nullptr || complete != nullptr;
+    HostLists cached{cache_.SearchDIRECTORY(target.c_str()), cache_.SearchFILE(target.c_str())};
+    // An open Full Listing shows the server's lines, which only a new listing brings.
+    bool hit = !fullListingShown_ && cached.directories && cached.files;
     if (!hit) {
         if (UpdateServeur(directory) != 0) {
             Tell("Impossible to change host directory.");
             return;
         }
-        PWDThread(nullptr, nullptr);
+        PWDThread(nullptr);
         SetBar("Idle.");
         return;
     }
@@ -485,15 +460,8 @@ void FTPWindow::CDDISTANT(const std::string& directory) {
         return;
     }
     SetBar("Cache request...ok");
-    MiniBase base;
-    if (const auto* names = cache_.SearchNames(target.c_str())) {
-        base.Assign(*names, *cache_.SearchSizes(target.c_str()));
-        ftp_->SetMiniBase(base);
-    }
-    Post(this, [this, complete = complete ? *complete : Items{}]() mutable {
-        fullListing_->SetLines(std::move(complete));
-    });
-    ShowHostLists(directories ? *directories : Items{}, files ? *files : Items{});
-    PWDThread(nullptr, nullptr);
+    ftp_->SetMiniBase(MiniBase::Of(*cached.files));
+    ShowHostLists(std::move(cached));
+    PWDThread(nullptr);
     SetBar("Idle.");
 }

@@ -377,8 +377,8 @@ bool FTPWindow::RECURIN(const std::string& name, TreeWalk& walk, int depth) {
 // name; no local link is ever made.
 bool FTPWindow::GetFolderContents(const HostLists& listing, TreeWalk& walk, int depth) {
     const std::string local = HostPath::WithSlash(LocalDirectory());
-    std::vector<std::string> files = walk.Named(*this, listing.files, EntryStringItem::File);
-    std::vector<std::string> links = walk.Named(*this, listing.files, EntryStringItem::Link);
+    std::vector<std::string> files = walk.Named(*this, *listing.files, EntryStringItem::File);
+    std::vector<std::string> links = walk.Named(*this, *listing.files, EntryStringItem::Link);
     status_->LoadFD(static_cast<int>(files.size() + links.size()), 0);
     const int skipped = walk.skipped;
     if (!files.empty() && !ProcedeIN(files, local, *ftp_, connectionType_, status_, &walk)) {
@@ -391,7 +391,7 @@ bool FTPWindow::GetFolderContents(const HostLists& listing, TreeWalk& walk, int 
     if (!files.empty() || !links.empty()) {
         UpdateClient(std::nullopt);
     }
-    for (const EntryStringItem& item : listing.directories) {
+    for (const EntryStringItem& item : *listing.directories) {
         // A link is listed among the files too, and was tried there.
         if (item.text == ".." || item.type != EntryStringItem::Directory) {
             continue;

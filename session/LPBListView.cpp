@@ -39,7 +39,16 @@ LPBListView::LPBListView(const QString& name, bool multipleSelection, QWidget* p
 
 void LPBListView::SetItems(std::vector<EntryStringItem> items) {
     model_->SetItems(std::move(items));
-    // The arrow keys start from the top at once; selecting nothing keeps every command asking.
+    StartAtTheTop();
+}
+
+void LPBListView::SetShared(EntryListModel::Shared items) {
+    model_->SetShared(std::move(items));
+    StartAtTheTop();
+}
+
+// The arrow keys start from the top at once; selecting nothing keeps every command asking.
+void LPBListView::StartAtTheTop() {
     if (model_->rowCount() > 0) {
         selectionModel()->setCurrentIndex(model_->index(0), QItemSelectionModel::NoUpdate);
     }
@@ -60,12 +69,17 @@ std::vector<std::string> LPBListView::SelectedTexts() const {
 }
 
 std::optional<std::string> LPBListView::FirstSelected() const {
+    const EntryStringItem* item = FirstSelectedItem();
+    return item != nullptr ? std::optional<std::string>(item->text) : std::nullopt;
+}
+
+const EntryStringItem* LPBListView::FirstSelectedItem() const {
     for (int row = 0; row < model_->rowCount(); ++row) {
         if (selectionModel()->isRowSelected(row, QModelIndex())) {
-            return model_->At(row).text;
+            return &model_->At(row);
         }
     }
-    return std::nullopt;
+    return nullptr;
 }
 
 void LPBListView::SelectAll() {

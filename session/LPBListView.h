@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "EntryListModel.h"
 #include "EntryStringItem.h"
 
 class EntryListModel;
@@ -33,11 +34,15 @@ public:
     EntryListModel* Model() const { return model_; }
     // A new folder's entries: the first one is current, none is selected.
     void SetItems(std::vector<EntryStringItem> items);
+    // A list kept elsewhere too, shown without a copy.
+    void SetShared(EntryListModel::Shared items);
     const std::vector<EntryStringItem>& Items() const;
     // Texts of the selected entries, in list order.
     std::vector<std::string> SelectedTexts() const;
     // Text of the first selected entry, or nothing.
     std::optional<std::string> FirstSelected() const;
+    // The entry of the first selected row, or null; valid until the rows change.
+    const EntryStringItem* FirstSelectedItem() const;
     void SelectAll();
     void UnSelectAll();
     // Adds the entry with exactly this text to the selection; false when there is none.
@@ -69,6 +74,7 @@ protected:
     void dropEvent(QDropEvent* event) override;
 
 private:
+    void StartAtTheTop();
     void TypeAhead(char key);
     const LPBListView* DropSource(const QMimeData& data, const QObject* source) const;
 

@@ -32,31 +32,29 @@ TEST(AsciiConversionTest, ConvertsLineEndsBothWays) {
     }
 }
 
-Cache::Items Named(const char* name) {
-    return {EntryStringItem{name, EntryStringItem::Directory, {}, 0}};
+Cache::Shared Named(const char* name) {
+    return std::make_shared<const Cache::Items>(
+        Cache::Items{EntryStringItem{name, EntryStringItem::Directory, {}, 0}});
 }
 
 TEST(CacheTest, ReplacingMovesToTheEndAndTheLeastRecentlyUsedGoFirst) {
-    Cache cache(8);  // items: directories, files, listing lines and names together
-    cache.Add("/a", Named("a1"), {}, {}, {"x"}, {1});
-    cache.Add("/b", Named("b1"), {}, {}, {}, {});
-    cache.Add(nullptr, Named("ignored"), {}, {}, {}, {});
-    cache.Add("/a", Named("a2"), Named("file"), Named("line"), {"y"}, {2});
+    Cache cache(4);  // items: directories and files together
+    cache.Add("/a", Named("a1"), nullptr);
+    cache.Add("/b", Named("b1"), nullptr);
+    cache.Add(nullptr, Named("ignored"), nullptr);
+    cache.Add("/a", Named("a2"), Named("file"));
     EXPECT_EQ(cache.GetList(), (std::vector<std::string>{"/b", "/a"}));
     EXPECT_EQ(cache.SearchDIRECTORY("/a")->front().text, "a2");
     EXPECT_EQ(cache.SearchFILE("/a")->front().text, "file");
-    EXPECT_EQ(cache.SearchCOMPLET("/a")->front().text, "line");
-    EXPECT_EQ(*cache.SearchNames("/a"), std::vector<std::string>{"y"});
-    EXPECT_EQ(*cache.SearchSizes("/a"), std::vector<long long>{2});
     EXPECT_EQ(cache.SearchDIRECTORY("/A"), nullptr);  // keys compare exactly
 
-    ASSERT_NE(cache.SearchFILE("/b"), nullptr);  // /b is now the more recently used
-    cache.Add("/c", Named("d"), Named("f"), Named("l"), {"n"}, {1});  // 9 items: /a goes
+    ASSERT_NE(cache.SearchDIRECTORY("/b"), nullptr);  // /b is now the more recently used
+    cache.Add("/c", Named("d"), Named("f"));          // 5 items: /a goes
     EXPECT_EQ(cache.GetList(), (std::vector<std::string>{"/b", "/c"}));
     cache.Remove("/b");
-    EXPECT_EQ(cache.SearchFILE("/b"), nullptr);
+    EXPECT_EQ(cache.SearchDIRECTORY("/b"), nullptr);
     Cache tiny(1);
-    tiny.Add("/huge", Named("d"), Named("f"), {}, {}, {});
+    tiny.Add("/huge", Named("d"), Named("f"));
     EXPECT_NE(tiny.SearchDIRECTORY("/huge"), nullptr);  // the folder just listed always stays
 }
 

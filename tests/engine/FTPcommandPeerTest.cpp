@@ -465,7 +465,7 @@ TEST_F(TransferPeerTest, AnIncompleteListingIsAnError) {
     }
     ftp->SetListingLimit(1000, 1000);  // a few long lines count as much as many short ones
     EXPECT_NE(List(&files), 0);
-    EXPECT_TRUE(log.Contains("The listing passed 100 lines and was stopped there."));
+    EXPECT_TRUE(log.Contains("The listing passed 100 entries and was stopped there."));
     EXPECT_TRUE(log.Contains("The listing passed 1000 bytes and was stopped there."));
     EXPECT_TRUE(log.Contains("The listing is incomplete."));
     EXPECT_EQ(ftp->PWD(), "/");

@@ -171,10 +171,8 @@ TEST_F(FTPWindowTest, LogsOnFillsBothPanesAndListsEachHostFolderOnceUntilReloade
         << "no new listing";
     EXPECT_TRUE(Holds(window->HostFiles(), "readme.txt", EntryStringItem::File));
     EXPECT_EQ(window->HostLabel()->FullText(), " Host: /pub/");
-    const auto lines = window->FullListing()->Lines();
-    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [](const EntryStringItem& line) {
-        return line.text.find("readme.txt") != std::string::npos;
-    })) << "the Full Listing shows the cached lines too";
+    EXPECT_TRUE(window->FullListing()->Lines().empty())
+        << "no raw lines are kept while the Full Listing is closed";
     // One history item per directory visited.
     const QList<QAction*> history = window->Bar()->HistoryMenu()->actions();
     ASSERT_EQ(history.size(), 2);
@@ -192,6 +190,20 @@ TEST_F(FTPWindowTest, LogsOnFillsBothPanesAndListsEachHostFolderOnceUntilReloade
     Issue(ChangeHost("pub"));
     EXPECT_EQ(Count(server.Commands(), "MLSD"), lists + 1);
     EXPECT_TRUE(Holds(window->HostFiles(), "fresh.bin", EntryStringItem::File));
+
+    // Opened, the Full Listing gets the folder's lines by a new listing; while it is open, a
+    // folder in the cache is listed again too, for its lines.
+    const auto holds = [&](const char* name) {
+        const auto lines = window->FullListing()->Lines();
+        return std::any_of(lines.begin(), lines.end(), [name](const EntryStringItem& line) {
+            return line.text.find(name) != std::string::npos;
+        });
+    };
+    Issue(Message(FTPWindow::kToggleFullListing));
+    EXPECT_TRUE(holds("fresh.bin"));
+    Issue(ChangeHost(".."));
+    EXPECT_TRUE(holds("docs"));
+    EXPECT_EQ(Count(server.Commands(), "MLSD"), lists + 3);
     EXPECT_TRUE(alerts.Texts().empty());
 }
 
