@@ -356,8 +356,11 @@ bool ConfigManager::OpenForReading() {
         }
         fd = ::open(path_->c_str(), kFlags);
     }
+    // Thousands of forms fit in a few megabytes: a larger file is none of ours.
+    constexpr off_t kMaxBytes = 16 << 20;
     struct stat info {};
-    if (fd >= 0 && (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode))) {
+    if (fd >= 0 &&
+        (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size > kMaxBytes)) {
         ::close(fd);
         fd = -1;
     }
