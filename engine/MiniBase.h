@@ -18,7 +18,6 @@ public:
     void AddName(std::string_view name);
     void AddSize(long long size);
     long long FindSize(std::string_view name) const;
-    std::size_t Count() const { return entries_.size(); }
 
     // The names and sizes of the files among `items` (a listing kept by the cache).
     static MiniBase Of(const std::vector<EntryStringItem>& items);

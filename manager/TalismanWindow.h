@@ -128,7 +128,7 @@ private:
     void SaveQuickLaunch();
     void AskImportInit();
     void ImportInit(const std::string& path);
-    void ImportInitText(const std::string& path, const std::optional<std::string>& text,
+    void ImportInitText(const std::string& path, const std::optional<std::string>& bytes,
                         bool tooLarge);
     std::string UnusedName(const std::string& name) const;
     std::optional<std::string> WhichIsSelected() const;

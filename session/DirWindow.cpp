@@ -50,7 +50,9 @@ void DirWindow::Clear() {
 }
 
 void DirWindow::AddLine(const EntryStringItem& line) {
-    feed_->Add(line);
+    if (receiving_) {
+        feed_->Add(line);
+    }
 }
 
 void DirWindow::ShowLast() {

@@ -2,6 +2,7 @@
 
 #include <QWidget>
 
+#include <atomic>
 #include <vector>
 
 #include "EntryStringItem.h"
@@ -23,7 +24,9 @@ public:
     explicit DirWindow(MessageHandler* owner);
 
     void Clear() override;
+    // Dropped while the window does not receive: a closed window keeps no lines.
     void AddLine(const EntryStringItem& line) override;
+    void SetReceiving(bool receiving) { receiving_ = receiving; }
     void ShowLast() override;
     // Replaces every line at once (a listing served from the cache). GUI thread.
     void SetLines(std::vector<EntryStringItem> lines);
@@ -43,4 +46,5 @@ private:
     LPBListView* list_;
     BatchedList* feed_;
     bool mayQuit_ = false;
+    std::atomic<bool> receiving_{false};
 };

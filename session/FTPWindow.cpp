@@ -369,6 +369,7 @@ void FTPWindow::ToggleLog() {
 void FTPWindow::ToggleFullListing() {
     bool show = fullListing_->isHidden();
     fullListingShown_ = show;
+    fullListing_->SetReceiving(show);
     fullListing_->setVisible(show);
     ui_.fullListingItem->setChecked(show);
     if (!show) {
