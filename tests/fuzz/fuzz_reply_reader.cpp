@@ -12,7 +12,8 @@ namespace {
 
 void Drain(ReplyReader& reader, std::vector<FtpReply>& out) {
     while (auto reply = reader.Next()) {
-        Require(reply->code == 0 || (reply->code >= 100 && reply->code <= 599));
+        // Three digits, whatever they are: a code outside 1xx-5xx is a reply too (RFC 2228).
+        Require(reply->code >= 0 && reply->code <= 999);
         Require(!reply->lines.empty() && reply->lines.size() <= ReplyReader::kMaxLines + 1 &&
                 reply->code == ReplyReader::CodeOf(reply->lines.front()));
         for (const auto& line : reply->lines) {
