@@ -1,8 +1,9 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <string>
+
+#include "WorkerSet.h"
 
 class QObject;
 
@@ -12,8 +13,7 @@ class QObject;
 // soon as the last worker has reported, while that worker is still unwinding.
 class ThreadSet {
 public:
-    ThreadSet();
-    ~ThreadSet();
+    ThreadSet() = default;
     ThreadSet(const ThreadSet&) = delete;
     ThreadSet& operator=(const ThreadSet&) = delete;
 
@@ -28,6 +28,5 @@ public:
     void WhenIdle(QObject* context, std::function<void()> callback);
 
 private:
-    struct State;
-    std::shared_ptr<State> state_;
+    WorkerSet workers_;
 };

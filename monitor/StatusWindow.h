@@ -49,10 +49,10 @@ public:
     void LoadFD(int files, int directories) override;
     std::string Text() override;
 
-    void SetNameFichier(const std::string& name);
-    void SetNbFile(int index, int count);
+    void SetNameFichier(const std::string& name) override;
+    void SetNbFile(int index, int count) override;
     void Update();
-    void Reset();
+    void Reset() override;
     void SetEnabledSHControl(bool enabled);
     void SetEtatLog(bool checked);
     void SetTitle(const std::string& title);

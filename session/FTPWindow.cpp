@@ -5,9 +5,11 @@
 #include <QDesktopServices>
 #include <QDragEnterEvent>
 #include <QGuiApplication>
+#include <QLabel>
 #include <QMimeData>
 #include <QPushButton>
 #include <QScreen>
+#include <QTimer>
 #include <QUrl>
 
 #include <filesystem>
@@ -17,11 +19,9 @@
 #include "CrossThread.h"
 #include "DirWindow.h"
 #include "EntryListModel.h"
-#include "FTPcommand.h"
+#include "HostPath.h"
 #include "LPBListView.h"
 #include "LocalFile.h"
-#include "LocalListing.h"
-#include "LogOnClock.h"
 #include "LogWindow.h"
 #include "MessageCodes.h"
 #include "PathLabel.h"
@@ -29,12 +29,10 @@
 #include "SessionLayout.h"
 #include "StatusBar.h"
 #include "StatusWindow.h"
-#include "ViewFolder.h"
 
 namespace {
 
 constexpr QSize kPreferredSize(1040, 680);
-constexpr int kQuitTimeoutMs = 5000;
 
 }  // namespace
 
@@ -46,12 +44,7 @@ FTPWindow::FTPWindow(QRect frame, const std::string& title, const std::string& h
       application_(application),
       host_(host),
       login_(login),
-      password_(password),
-      firstDataPort_(firstDataPort),
-      passive_(passive),
-      ftp_(std::make_unique<FTPcommand>()),
-      viewFolder_(std::make_shared<ViewFolder>()) {
-    ftp_->SetViewFolder(viewFolder_);
+      password_(password) {
     setWindowTitle(QString::fromStdString(title));
     setAcceptDrops(true);
     ui_ = SessionLayout::Build(this, this, application);
@@ -74,9 +67,10 @@ FTPWindow::FTPWindow(QRect frame, const std::string& title, const std::string& h
     fullListing_ = new DirWindow(this);
     log_ = new LogWindow("FTP Log: " + host, this);
     status_ = new StatusWindow(this);
-    std::error_code error;
-    std::filesystem::path start = std::filesystem::current_path(error);
-    localDirectory_ = LocalListing::Resolve(error ? "/" : start.string(), nullptr);
+    SessionView& view = *this;
+    core_ = std::make_unique<HostSession>(
+        view, HostSession::Monitors{status_, log_, statusBar_, fullListing_}, firstDataPort,
+        passive);
 }
 
 FTPWindow::~FTPWindow() = default;
@@ -84,16 +78,6 @@ FTPWindow::~FTPWindow() = default;
 QPushButton* FTPWindow::Button(const std::string& name) const {
     auto found = ui_.buttons.find(name);
     return found != ui_.buttons.end() ? found->second : nullptr;
-}
-
-std::string FTPWindow::LocalDirectory() const {
-    std::lock_guard lock(pathMutex_);
-    return localDirectory_;
-}
-
-std::string FTPWindow::HostPath() const {
-    std::lock_guard lock(pathMutex_);
-    return hostPath_;
 }
 
 void FTPWindow::ApplyFont(const std::string& family, const std::string& style, int size) {
@@ -147,7 +131,7 @@ const std::unordered_map<std::uint32_t, FTPWindow::Handler>& FTPWindow::Handlers
         {kQuitRequested, [](W& w, M) { w.close(); }},
         {kReloadLocal,
          [](W& w, M) {
-             w.SpawnLocal("ThreadREFRESHClient", [&w] { w.UpdateClient(std::nullopt); });
+             w.SpawnLocal("ThreadREFRESHClient", [&w] { w.core_->UpdateClient(std::nullopt); });
          }},
         {kOpenLocal, [](W& w, M) { w.OpenLocal(); }},
         {kOpenHost, [](W& w, M) { w.OpenHost(); }},
@@ -182,7 +166,7 @@ const std::unordered_map<std::uint32_t, FTPWindow::Handler>& FTPWindow::Handlers
         {kExec, [](W& w, M) { w.EXEC(); }},
         {kToggleAscii, [](W& w, M) { w.ToggleAscii(); }},
         // Never busy-guarded: it interrupts the running host operation at once.
-        {kStop, [](W& w, M) { w.ftp_->STOP(); }},
+        {kStop, [](W& w, M) { w.core_->Stop(); }},
         {kToggleFullListing, [](W& w, M) { w.ToggleFullListing(); }},
         {kSelectListingLines,
          [](W& w, M m) {
@@ -195,19 +179,14 @@ const std::unordered_map<std::uint32_t, FTPWindow::Handler>& FTPWindow::Handlers
         {kChangeLocalToo, [](W& w, M m) { w.ChangeLocal(PromptOf(m)); }},
         {kChangeHost,
          [](W& w, M m) {
-             w.SpawnHost("ThreadCDDISTANT", [&w, target = PromptOf(m)] {
-                 w.CDDISTANT(target);
-                 w.RemoteEnd();
-             });
+             w.SpawnHost("ThreadCDDISTANT",
+                         [&w, target = PromptOf(m)] { w.core_->CDDISTANT(target); });
          }},
         {kOpenFileManager, [](W& w, M) { w.OpenFileManager(); }},
         {kToggleLog, [](W& w, M) { w.ToggleLog(); }},
         {kReloadHost,
          [](W& w, M) {
-             w.SpawnHost("ThreadREFRESHServeur", [&w] {
-                 w.UpdateServeur(std::nullopt);
-                 w.RemoteEnd();
-             });
+             w.SpawnHost("ThreadREFRESHServeur", [&w] { w.core_->UpdateServeur(std::nullopt); });
          }},
         {kSelectAllLocal, [](W& w, M) { w.ui_.localFiles->SelectAll(); }},
         {kSelectAllHost, [](W& w, M) { w.ui_.hostFiles->SelectAll(); }},
@@ -245,23 +224,20 @@ void FTPWindow::OpenLocal() {
 
 void FTPWindow::OpenHost() {
     if (auto selected = ui_.hostDirectories->FirstSelected(); selected && !selected->empty()) {
-        SpawnHost("ThreadCDDISTANT", [this, target = *selected] {
-            CDDISTANT(target);
-            RemoteEnd();
-        });
+        SpawnHost("ThreadCDDISTANT", [this, target = *selected] { core_->CDDISTANT(target); });
     } else {
         Prompt("Change host directory...", "Directory :", "hostdir", kChangeHost);
     }
 }
 
 void FTPWindow::ChangeLocal(const std::string& directory) {
-    SpawnLocal("ThreadCDLOCAL", [this, directory] { CDLOCAL(directory); });
+    SpawnLocal("ThreadCDLOCAL", [this, directory] { core_->CDLOCAL(directory); });
 }
 
 void FTPWindow::ToggleAscii() {
-    binary_ = !binary_;
+    core_->SetBinary(!core_->IsBinary());
     QSignalBlocker quiet(ui_.ascii);
-    ui_.ascii->setChecked(!binary_);
+    ui_.ascii->setChecked(!core_->IsBinary());
 }
 
 // The selection is read here, on the window's thread, and handed to the worker.
@@ -270,31 +246,24 @@ void FTPWindow::StartGet() {
     if (hostArgument_) {
         names.push_back(*hostArgument_);
     }
-    bool spawn = ui_.spawnItem->isChecked();
-    XFerWin* list = transferList_.data();
-    if (SpawnHost("ThreadIN", [this, names, spawn, list] {
-            if (IN(names, spawn, list) != Ran::Detached) {
-                RemoteEnd();
-            }
-            PostMessage(Message(kReloadLocal));
-        })) {
+    if (names.empty()) {
+        Prompt("Get a host file...", "File :", "filename", kGetNamed);
+        return;
+    }
+    const bool spawn = ui_.spawnItem->isChecked();
+    if (SpawnHost("ThreadIN", [this, names, spawn] { core_->IN(names, spawn); })) {
         hostArgument_.reset();
     }
 }
 
 void FTPWindow::StartSend() {
     std::vector<std::string> names = ui_.localFiles->SelectedTexts();
-    bool spawn = ui_.spawnItem->isChecked();
-    XFerWin* list = transferList_.data();
-    SpawnHost("ThreadOUT", [this, names, spawn, list] {
-        Ran ran = OUT(names, spawn, list);
-        if (ran != Ran::Detached) {
-            RemoteEnd();
-        }
-        if (ran != Ran::Nothing) {
-            PostMessage(Message(kReloadHost));
-        }
-    });
+    if (names.empty()) {
+        Alert::Go("Nothing to do.");
+        return;
+    }
+    const bool spawn = ui_.spawnItem->isChecked();
+    SpawnHost("ThreadOUT", [this, names, spawn] { core_->OUT(names, spawn); });
 }
 
 // A tree always runs on the session's connection: the Spawn item is unchecked for good.
@@ -309,10 +278,8 @@ void FTPWindow::StartTree(bool get) {
         return;
     }
     ui_.spawnItem->setChecked(false);
-    SpawnHost(get ? "ThreadREPIN" : "ThreadREPOUT", [this, get, folder = *folder] {
-        WalkTree(get, folder);
-        RemoteEnd();
-    });
+    SpawnHost(get ? "ThreadREPIN" : "ThreadREPOUT",
+              [this, get, folder = *folder] { core_->WalkTree(get, folder); });
 }
 
 bool FTPWindow::SpawnHost(const char* name, std::function<void()> operation) {
@@ -320,7 +287,7 @@ bool FTPWindow::SpawnHost(const char* name, std::function<void()> operation) {
         return false;  // one host operation at a time: the others are dropped without a word
     }
     RemoteStart();
-    if (!threads_.Spawn(name, std::move(operation))) {
+    if (!core_->Run(name, std::move(operation))) {
         RemoteEnd();
         return false;
     }
@@ -329,7 +296,7 @@ bool FTPWindow::SpawnHost(const char* name, std::function<void()> operation) {
 
 void FTPWindow::SpawnLocal(const char* name, std::function<void()> operation) {
     if (!closing_) {
-        threads_.Spawn(name, std::move(operation));
+        core_->RunLocal(name, std::move(operation));
     }
 }
 
@@ -368,13 +335,13 @@ void FTPWindow::ToggleLog() {
 // it lists the host folder again to show its lines.
 void FTPWindow::ToggleFullListing() {
     bool show = fullListing_->isHidden();
-    fullListingShown_ = show;
+    core_->SetFullListingShown(show);
     fullListing_->SetReceiving(show);
     fullListing_->setVisible(show);
     ui_.fullListingItem->setChecked(show);
     if (!show) {
         fullListing_->SetLines({});
-    } else if (connected_ && !loggingOn_) {
+    } else if (core_->IsConnected() && !loggingOn_) {
         PostMessage(Message(kReloadHost));
     }
 }
@@ -415,7 +382,6 @@ void FTPWindow::EnableHostControls(bool enabled) {
 
 // GUI thread, before the worker starts: the flag is set before any second command can come in.
 void FTPWindow::RemoteStart() {
-    abortReported_ = false;
     busy_ = true;
     EnableHostControls(false);
     status_->SetEtatLog(log_->isVisible());
@@ -423,23 +389,11 @@ void FTPWindow::RemoteStart() {
 }
 
 void FTPWindow::RemoteEnd() {
-    Post(this, [this] {
-        abortReported_ = false;
-        status_->Reset();
-        status_->hide();
-        EnableHostControls(true);
-        statusBar_->SetText("Idle.");
-        busy_ = false;
-    });
-}
-
-void FTPWindow::DetachOk() {
-    Post(this, [this] {
-        EnableHostControls(true);
-        abortReported_ = false;
-        statusBar_->SetText("Idle.");
-        busy_ = false;
-    });
+    status_->Reset();
+    status_->hide();
+    EnableHostControls(true);
+    statusBar_->SetText("Idle.");
+    busy_ = false;
 }
 
 // ---- Closing ----
@@ -465,31 +419,129 @@ void FTPWindow::closeEvent(QCloseEvent* event) {
 }
 
 // The window goes away without waiting for anyone: it hides, stops what runs, says goodbye on a
-// worker, and deletes itself once the last worker has ended.
+// worker, and deletes itself once the session's last worker has ended.
 void FTPWindow::Teardown() {
     closing_ = true;
     hide();
     status_->hide();
     log_->hide();
     fullListing_->hide();
-    {
-        std::lock_guard lock(detachedMutex_);
-        for (FTPcommand* connection : detached_) {
-            connection->STOP();
-        }
-    }
-    if (busy_ || loggingOn_) {
-        ftp_->STOP();
-    } else if (connected_) {
-        threads_.Spawn("ThreadQUIT", [this] {
-            ftp_->SetTimeout(kQuitTimeoutMs);
-            ftp_->QUIT();
+    core_->Close();
+    core_->Workers().WhenIdle([this] {
+        Post(this, [this] {
+            log_->SetQuitAllowed(true);
+            fullListing_->SetMayQuit(true);
+            deleteLater();
         });
+    });
+}
+
+// ---- Log-on ----
+
+void FTPWindow::Init(LogOn logOn) {
+    loggingOn_ = true;
+    logOn.host = host_;
+    logOn.user = login_;
+    logOn.password = password_;
+    Post(this, [this, logOn = std::move(logOn)] {
+        RemoteStart();
+        status_->SetTitle(host_);
+        status_->SetEnabledSHControl(false);
+        status_->show();
+        StartLogOnClock();
+        if (!core_->Run("ThreadLOGIN", [this, logOn] { core_->Logon(logOn); })) {
+            loggingOn_ = false;
+            RemoteEnd();
+        }
+    });
+}
+
+// Once a second while the log-on waits, the status window tells how long it may still wait.
+void FTPWindow::StartLogOnClock() {
+    auto* timer = new QTimer(this);
+    connect(timer, &QTimer::timeout, this, [this, timer] {
+        if (!loggingOn_) {
+            timer->deleteLater();
+        } else if (const std::string line = core_->LogOnLine(); !line.empty()) {
+            status_->SetTypeOperation(line);
+        }
+    });
+    timer->start(1000);
+}
+
+// A session in clear says so beside the host's path, where the eye is; one under TLS shows it.
+void FTPWindow::ShowSecurity(bool controlProtected, bool dataProtected) {
+    QLabel* mark = ui_.securityMark;
+    const char* style =
+        "QLabel { color: white; background: rgb(170,30,30); padding: 3px 6px;"
+        " border-radius: 3px; font-weight: bold; }";
+    if (!controlProtected) {
+        mark->setText(tr("Not encrypted"));
+        mark->setToolTip(tr("The password, the commands and the files travel in clear."));
+    } else if (!dataProtected) {
+        mark->setText(tr("Files not encrypted"));
+        mark->setToolTip(tr("The log-on travels under TLS; the files travel in clear."));
+    } else {
+        mark->setText(tr("TLS"));
+        mark->setToolTip(tr("The log-on, the commands and the files travel under TLS."));
+        style =
+            "QLabel { color: white; background: rgb(40,120,60); padding: 3px 6px;"
+            " border-radius: 3px; font-weight: bold; }";
     }
-    threads_.WhenIdle(this, [this] {
-        log_->SetQuitAllowed(true);
-        fullListing_->SetMayQuit(true);
-        deleteLater();
+    mark->setStyleSheet(style);
+    mark->setAccessibleName(mark->text());
+    mark->show();
+}
+
+long long FTPWindow::LenFile(const std::string& name) const {
+    return LocalFile::SizeOf(HostPath::WithSlash(LocalDirectory()) + name);
+}
+
+// ---- What the session shows and asks: each call comes from one of its workers ----
+
+void FTPWindow::ShowHostLists(SharedItems directories, SharedItems files) {
+    Post(this, [this, directories = std::move(directories), files = std::move(files)] {
+        ui_.hostDirectories->SetShared(directories);
+        ui_.hostFiles->SetShared(files);
+    });
+}
+
+void FTPWindow::ShowLocalLists(Items directories, Items files, const std::string& folder) {
+    Post(this,
+         [this, directories = std::move(directories), files = std::move(files), folder]() mutable {
+             ui_.localDirectories->SetItems(std::move(directories));
+             ui_.localFiles->SetItems(std::move(files));
+             ui_.localLabel->SetFullText(" Local: " + folder);
+         });
+}
+
+void FTPWindow::ShowHostPath(const std::string& text) {
+    Post(this, [this, text] { ui_.hostLabel->SetFullText(text); });
+}
+
+void FTPWindow::HostFolderListed(const std::string& path, bool toHistory) {
+    if (toHistory) {
+        statusBar_->AddEntryInMenu(path);
+    }
+    Post(this, [this, path] {
+        fullListing_->setWindowTitle(QString::fromStdString("Full Listing: " + path));
+    });
+}
+
+void FTPWindow::ShowStatus(bool shown) {
+    Post(this, [this, shown] { status_->setVisible(shown); });
+}
+
+// The window steps aside while a tree moves; the status window stays.
+void FTPWindow::TreeWalking(bool walking) {
+    Post(this, [this, walking] {
+        status_->SetEnabledSHControl(!walking);
+        if (walking) {
+            hide();
+            status_->show();
+        } else if (!closing_) {
+            show();
+        }
     });
 }
 
@@ -499,9 +551,49 @@ void FTPWindow::Tell(const std::string& text) {
     }
 }
 
-int FTPWindow::Ask(const std::string& text, const std::vector<std::string>& buttons, AlertKind kind,
+int FTPWindow::Ask(const std::string& text, const std::vector<std::string>& buttons, Kind kind,
                    int otherwise) {
-    return closing_ ? otherwise : Alert::Go(text, buttons, kind);
+    return closing_ ? otherwise
+                    : Alert::Go(text, buttons,
+                                kind == Kind::Warning ? AlertKind::Warning : AlertKind::Idea);
+}
+
+void FTPWindow::LoggedOn(bool controlProtected, bool dataProtected) {
+    Post(this, [this, controlProtected, dataProtected] {
+        ShowSecurity(controlProtected, dataProtected);
+    });
+}
+
+// Nothing to log out of: the window goes without the question.
+void FTPWindow::LogOnFailed() {
+    loggingOn_ = false;
+    quickQuit_ = true;
+    PostMessage(Message(kQuitRequested));
+}
+
+void FTPWindow::OperationEnded() {
+    loggingOn_ = false;
+    Post(this, [this] { RemoteEnd(); });
+}
+
+void FTPWindow::TransferStarted(TransferInfo* transfer) {
+    if (XFerWin* list = transferList_.data()) {
+        list->AddEntry(transfer, true);
+    }
+}
+
+void FTPWindow::TransferEnded(TransferInfo* transfer) {
+    if (XFerWin* list = transferList_.data()) {
+        list->RemoveEntry(transfer);
+    }
+}
+
+void FTPWindow::HostChanged() {
+    PostMessage(Message(kReloadHost));
+}
+
+void FTPWindow::OpenFetched(const std::string& path) {
+    Post(this, [this, path] { OpenWithDesktop(path); });
 }
 
 // ---- Dropped files ----
@@ -530,11 +622,12 @@ void FTPWindow::dropEvent(QDropEvent* event) {
     event->acceptProposedAction();
     std::error_code error;
     if (std::filesystem::is_directory(std::filesystem::symlink_status(paths.front(), error))) {
-        SpawnLocal("ThreadCDLOCAL", [this, folder = paths.front().string()] { CDLOCAL(folder); });
+        SpawnLocal("ThreadCDLOCAL",
+                   [this, folder = paths.front().string()] { core_->CDLOCAL(folder); });
         return;
     }
     SpawnLocal("ThreadCDLOCAL", [this, paths] {
-        CDLOCAL(paths.front().parent_path().string());
+        core_->CDLOCAL(paths.front().parent_path().string());
         Post(this, [this, paths] {
             ui_.localFiles->UnSelectAll();
             for (const auto& path : paths) {

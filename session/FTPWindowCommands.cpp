@@ -12,11 +12,10 @@
 #include "ArchiveUnpacker.h"
 #include "CrossThread.h"
 #include "FTPWindow.h"
-#include "FTPcommand.h"
 #include "HostPath.h"
 #include "LPBListView.h"
+#include "LogWindow.h"
 #include "StatusWindow.h"
-#include "ViewFolder.h"
 
 namespace fs = std::filesystem;
 
@@ -99,7 +98,7 @@ void FTPWindow::MKDLOCAL(const std::string& name) {
             Alert::Go("Impossible to create the local directory " + Quoted(path) + ".\n" +
                       error.message());
         }
-        UpdateClient(std::nullopt);
+        core_->UpdateClient(std::nullopt);
     });
 }
 
@@ -133,7 +132,7 @@ void FTPWindow::RMDLOCAL() {
         if (error) {
             Alert::Go("Impossible to delete this directory.\n" + error.message());
         }
-        UpdateClient(std::nullopt);
+        core_->UpdateClient(std::nullopt);
     });
 }
 
@@ -153,7 +152,7 @@ void FTPWindow::DELLOCAL() {
         if (!failures.empty()) {
             Alert::Go("Impossible to delete these files:" + failures);
         }
-        UpdateClient(std::nullopt);
+        core_->UpdateClient(std::nullopt);
     });
 }
 
@@ -169,7 +168,7 @@ void FTPWindow::RenameLocal(const std::string& from, const std::string& to) {
         } else if (fs::rename(from, to, error); error) {
             Alert::Go("Impossible to rename this entry.\n" + error.message());
         }
-        UpdateClient(std::nullopt);
+        core_->UpdateClient(std::nullopt);
     });
 }
 
@@ -202,7 +201,7 @@ void FTPWindow::Unpack(ArchiveUnpacker::Kind kind) {
         for (const std::string& name : names) {
             auto result = ArchiveUnpacker::Unpack(kind, LocalPath(name), folder);
             for (const std::string& skipped : result.skipped) {
-                LogLine("Not unpacked: " + skipped);
+                log_->AddLine("Not unpacked: " + skipped);
             }
             if (!result.skipped.empty()) {
                 Tell(SkippedText(name, result.skipped));
@@ -211,7 +210,7 @@ void FTPWindow::Unpack(ArchiveUnpacker::Kind kind) {
                 Tell("Impossible to unpack " + Quoted(name) + ".\n" + result.error);
             }
         }
-        UpdateClient(std::nullopt);
+        core_->UpdateClient(std::nullopt);
     });
 }
 
@@ -239,15 +238,7 @@ void FTPWindow::MKDDISTANT(const std::string& name) {
         Alert::Go("Please enter a host directory name.");
         return;
     }
-    SpawnHost("ThreadMKDDISTANT", [this, name] {
-        status_->SetNameFichier(name);
-        status_->SetTypeOperation("CREATING directory...");
-        if (ftp_->MKD(name.c_str()) != 0) {
-            Tell("Impossible to create this directory.\n" + ftp_->LastReplyText());
-        }
-        UpdateServeur(std::nullopt);
-        RemoteEnd();
-    });
+    SpawnHost("ThreadMKDDISTANT", [this, name] { core_->MKDDISTANT(name); });
 }
 
 void FTPWindow::RMDDISTANT() {
@@ -259,15 +250,7 @@ void FTPWindow::RMDDISTANT() {
         Alert::Go("Please select a host directory to delete.");
         return;
     }
-    SpawnHost("ThreadRMDDISTANT", [this, name = *name] {
-        status_->SetNameFichier(name);
-        status_->SetTypeOperation("DELETING directory...");
-        if (ftp_->RMD(name.c_str()) != 0) {
-            Tell("Impossible to delete this directory.\n(Not found/Not empty/No access.)");
-        }
-        UpdateServeur(std::nullopt);
-        RemoteEnd();
-    });
+    SpawnHost("ThreadRMDDISTANT", [this, name = *name] { core_->RMDDISTANT(name); });
 }
 
 void FTPWindow::DELDISTANT() {
@@ -275,40 +258,16 @@ void FTPWindow::DELDISTANT() {
         return;  // dropped, as every host command while another runs
     }
     std::vector<std::string> names = SelectedOrNothing(ui_.hostFiles);
-    if (names.empty()) {
-        return;
+    if (!names.empty()) {
+        SpawnHost("ThreadDELDISTANT", [this, names] { core_->DELDISTANT(names); });
     }
-    SpawnHost("ThreadDELDISTANT", [this, names] {
-        Post(this, [this] { status_->show(); });
-        int count = static_cast<int>(names.size());
-        for (int i = 0; i < count; ++i) {
-            status_->SetNbFile(i + 1, count);
-            status_->SetNameFichier(names[i]);
-            status_->SetTypeOperation("DELETING file...");
-            status_->SetMax(1);
-            if (ftp_->DELE(names[i].c_str()) != 0) {
-                Tell("Impossible to delete this file.\n(Not found/No access)");
-            } else {
-                status_->SetNbOctet(1);
-            }
-        }
-        status_->SetMax(100);
-        UpdateServeur(std::nullopt);
-        RemoteEnd();
-    });
 }
 
 void FTPWindow::RenameHost(const std::string& from, const std::string& to) {
     if (busy_ || to.empty() || to == from) {
         return;
     }
-    SpawnHost("ThreadRENAME", [this, from, to] {
-        if (ftp_->RENAME(from.c_str(), to.c_str()) != 0) {
-            Tell("Impossible to rename this entry.");
-        }
-        RemoteEnd();
-        PostMessage(Message(kReloadHost));
-    });
+    SpawnHost("ThreadRENAME", [this, from, to] { core_->RenameHost(from, to); });
 }
 
 // Each file goes to the session's private view folder, then to the desktop's viewer.
@@ -317,25 +276,7 @@ void FTPWindow::VIEWDISTANT() {
         return;  // dropped, as every host command while another runs
     }
     std::vector<std::string> names = SelectedOrNothing(ui_.hostFiles);
-    if (names.empty()) {
-        return;
+    if (!names.empty()) {
+        SpawnHost("ThreadVIEWDISTANT", [this, names] { core_->VIEWDISTANT(names); });
     }
-    SpawnHost("ThreadVIEWDISTANT", [this, names] {
-        Post(this, [this] { status_->show(); });
-        bool binary = binary_;
-        SetType(*ftp_, connectionType_, binary);
-        for (const std::string& name : names) {
-            status_->SetNameFichier(name);
-            status_->SetTypeOperation(binary ? "BINARY View file..." : "ASCII View file...");
-            int result = binary ? ftp_->GETBINARY(name.c_str(), "", status_, passive_, true)
-                                : ftp_->GETASCII(name.c_str(), "", status_, passive_, true);
-            std::string path = viewFolder_->Path() + name;
-            if (result != 0 || viewFolder_->Path().empty()) {
-                Tell("Impossible to view " + Quoted(path));
-            } else {
-                Post(this, [this, path] { OpenWithDesktop(path); });
-            }
-        }
-        RemoteEnd();
-    });
 }

@@ -15,3 +15,8 @@ std::string HostPath::Child(const std::string& current, const std::string& argum
 std::string HostPath::WithSlash(const std::string& path) {
     return !path.empty() && path.back() == '/' ? path : path + "/";
 }
+
+bool HostPath::IsPlainName(const std::string& name) {
+    return !name.empty() && name != "." && name != ".." &&
+           name.find_first_of(std::string("/\r\n\0", 4)) == std::string::npos;
+}

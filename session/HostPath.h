@@ -11,4 +11,7 @@ public:
     static std::string Child(const std::string& current, const std::string& argument);
     // The label text: the path with one "/" at its end.
     static std::string WithSlash(const std::string& path);
+    // A name that may be one component of a local path; what a server lists is data, never a
+    // path ("", ".", "..", and anything with "/", CR, LF or NUL are not).
+    static bool IsPlainName(const std::string& name);
 };
