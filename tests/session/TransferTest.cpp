@@ -162,6 +162,8 @@ TEST_F(SpawnTest, StopInTheStatusWindowStopsTheTreeAndKeepsTheSession) {
     ASSERT_TRUE(window->HostDirectories()->SelectText("tree"));
     window->PostMessage(Message(FTPWindow::kGetTree));
     auto* stop = window->Status()->findChild<QPushButton*>("stop");
+    const fs::path part = local / "tree" / "big.bin";
+    ASSERT_TRUE(WaitUntil([&] { return fs::exists(part) && fs::file_size(part) > 0; }, 10s));
     ASSERT_TRUE(WaitUntil([&] { return stop->isEnabled() && stop->isVisible(); }, 10s));
     stop->click();
     ASSERT_TRUE(WaitUntil([&] { return !window->IsBusy(); }, 10s));
