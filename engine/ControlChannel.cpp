@@ -64,6 +64,7 @@ int ControlChannel::Connect(const char* host, int port) {
     auto socket = std::make_unique<SocketIPS>();
     socket->SetInterrupter(interrupter_);
     socket->SetTimeout(timeoutMs_);
+    socket->SetQuiet(quiet_);
     {
         std::lock_guard lock(socketMutex_);
         socket_ = std::move(socket);
@@ -72,6 +73,9 @@ int ControlChannel::Connect(const char* host, int port) {
     speaksTelnet_.reset();
     broken_ = false;
     ended_ = false;
+    lost_ = false;
+    lostReason_.clear();
+    lastReplyCode_ = 0;
     return socket_->Connect(host, port);
 }
 
@@ -95,6 +99,43 @@ const sockaddr_storage& ControlChannel::LocalAddress() const {
 const sockaddr_storage& ControlChannel::PeerAddress() const {
     static const sockaddr_storage kNone{};
     return socket_ ? socket_->PeerAddress() : kNone;
+}
+
+bool ControlChannel::Lost() const {
+    return lost_ || ended_ || broken_ || !socket_ || socket_->IsClosed();
+}
+
+std::string ControlChannel::LostReason() const {
+    if (!Lost()) {
+        return {};
+    }
+    return !lostReason_.empty() ? lostReason_
+           : ended_             ? "the connection was ended here"
+           : broken_            ? "the server's reply could not be read in step"
+                                : "there is no connection";
+}
+
+void ControlChannel::MarkLost(std::string reason) {
+    if (!lost_) {
+        lost_ = true;
+        lostReason_ = std::move(reason);
+        Log("Connection lost: " + lostReason_ + ".");
+    }
+}
+
+// After a read that ended for want of bytes: the connection's end, or a failure, loses it.
+void ControlChannel::MarkLostByRead() {
+    switch (socket_->LastRecvState()) {
+        case SocketIPS::RecvState::EndOfData:
+        case SocketIPS::RecvState::Cut:
+            MarkLost("the server closed the connection");
+            break;
+        case SocketIPS::RecvState::Failed:
+            MarkLost("the connection was cut");
+            break;
+        default:
+            break;  // a deadline or a stop: the caller judges
+    }
 }
 
 void ControlChannel::End() {
@@ -149,7 +190,11 @@ int ControlChannel::SendLine(const char* word, const char* argument) {
     }
     socket_->Add("\r\n", 2);
     LogSent(argument != nullptr ? std::string(word) + " " + argument : std::string(word));
-    return socket_->Flush();
+    const int sent = socket_->Flush();
+    if (sent != 0 && !ended_) {
+        MarkLost("the command could not be sent");
+    }
+    return sent;
 }
 
 // The standard has the control connection speak Telnet, where 0xFF starts a command and a data
@@ -232,6 +277,11 @@ std::optional<FtpReply> ControlChannel::ReadReply(Clock::time_point deadline) {
             for (const std::string& line : reply->lines) {
                 Log(line);
             }
+            lastReplyCode_ = reply->code;
+            // 421 may come at any time: the server is closing the connection.
+            if (reply->code == 421) {
+                MarkLost("the server said: " + reply->Text());
+            }
             std::lock_guard lock(replyMutex_);
             lastReply_ = reply->Text();
             return reply;
@@ -245,6 +295,7 @@ std::optional<FtpReply> ControlChannel::ReadReply(Clock::time_point deadline) {
         }
         long got = socket_->ReceiveQuietly(buffer, sizeof buffer, MillisecondsUntil(deadline));
         if (got <= 0) {
+            MarkLostByRead();
             break;  // closed, silent until the deadline, or stopped
         }
         replies_.Feed(std::string_view(buffer, static_cast<std::size_t>(got)));
@@ -257,6 +308,7 @@ ControlChannel::Answer ControlChannel::Await(const Codes& codes, int timeoutMs) 
     while (!stop_) {
         std::optional<FtpReply> reply = ReadReply(deadline);
         if (!reply || stop_) {
+            MarkLostByDeadline();
             break;
         }
         Reply::Verdict verdict = Reply::Judge(reply->code, codes.success1, codes.success2,
@@ -276,6 +328,7 @@ std::optional<FtpReply> ControlChannel::SendAndRead(const char* word, const char
     while (!stop_) {
         std::optional<FtpReply> reply = ReadReply(deadline);
         if (!reply || stop_) {
+            MarkLostByDeadline();
             break;
         }
         if (reply->IsFinal()) {
@@ -283,4 +336,12 @@ std::optional<FtpReply> ControlChannel::SendAndRead(const char* word, const char
         }
     }
     return std::nullopt;
+}
+
+// A reply that did not come within its time may still come, after the next command has been
+// sent: the connection can no longer be read in step.
+void ControlChannel::MarkLostByDeadline() {
+    if (!stop_ && socket_ && socket_->LastRecvState() == SocketIPS::RecvState::TimedOut) {
+        MarkLost("no answer came in time");
+    }
 }

@@ -82,12 +82,24 @@ public:
     // Safe from any thread: ends the connection under a blocked wait; later sends are refused
     // quietly, since the user asked for it.
     void End();
+    // The connection can no longer carry a command and its reply: closed or reset by the server
+    // or the network, a 421, a reply that never came, a send that failed, or ended by End.
+    bool Lost() const;
+    // Why, for the user ("the server closed the connection"); empty while it is not lost.
+    std::string LostReason() const;
+    // Failures are told by the session that reconnects, without the socket's alerts.
+    void SetQuiet(bool quiet) { quiet_ = quiet; }
+    // The code of the last whole reply, 0 before the first.
+    int LastReplyCode() const { return lastReplyCode_; }
 
     static bool HoldsLineBreak(const char* text);
 
 private:
     void LogSent(std::string line) const;
     void DropLateReplies();
+    void MarkLost(std::string reason);
+    void MarkLostByRead();
+    void MarkLostByDeadline();
     void AddTelnetText(std::string_view text);
     bool LearnWhetherServerSpeaksTelnet();
 
@@ -105,6 +117,11 @@ private:
     // A reply broke the reader's limits: the connection cannot be read in step any more.
     bool broken_ = false;
     std::atomic<bool> ended_{false};
+    bool quiet_ = false;
+    // Set by the owner's thread only; End from another thread sets ended_.
+    bool lost_ = false;
+    std::string lostReason_;
+    int lastReplyCode_ = 0;
     mutable std::mutex replyMutex_;
     std::string lastReply_;
 };

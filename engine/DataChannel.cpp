@@ -49,6 +49,7 @@ std::unique_ptr<SocketIPS> DataChannel::NewSocket() const {
     auto socket = std::make_unique<SocketIPS>();
     socket->SetInterrupter(interrupter_);
     socket->SetTimeout(timeoutMs_);
+    socket->SetQuiet(quiet_);
     return socket;
 }
 

@@ -30,6 +30,8 @@ public:
     void SetInterrupter(std::shared_ptr<Interrupter> interrupter);
     // Bounds each wait on the data connection, at most kIdleTimeoutMs.
     void SetTimeout(int milliseconds);
+    // Quiet: a failed connection is told by whoever uses it, without the socket's alerts.
+    void SetQuiet(bool quiet) { quiet_ = quiet; }
 
     bool Connect(const sockaddr_storage& peer, int port);
     // Listens on `local`'s address from `firstPort` on (0: any free port), moving one port on
@@ -58,6 +60,7 @@ private:
 
     std::shared_ptr<Interrupter> interrupter_;
     int timeoutMs_ = kIdleTimeoutMs;
+    bool quiet_ = false;
     std::unique_ptr<SocketIPS> listener_;
     std::unique_ptr<SocketIPS> data_;
 };

@@ -103,6 +103,12 @@ void FTPcommand::SetTimeout(int milliseconds) {
     control_.SetTimeout(milliseconds);
 }
 
+void FTPcommand::SetQuiet(bool quiet) {
+    quiet_ = quiet;
+    control_.SetQuiet(quiet);
+    data_.SetQuiet(quiet);
+}
+
 void FTPcommand::SetViewFolder(std::shared_ptr<ViewFolder> folder) {
     viewFolder_ = std::move(folder);
 }
@@ -722,11 +728,44 @@ int FTPcommand::FinishTransfer(PumpEnd end) {
         verdict = control_.Await({"226", "250", "421", "500"},
                                  dataFailed ? std::min(timeoutMs_, kFailedDataWaitMs) : timeoutMs_);
     }
+    NoteFinish(end, verdict);
     if (end == PumpEnd::Done) {
-        return ResultOf(verdict.outcome);
+        return verdict.outcome == Outcome::NoReply ? kVerdictLost : ResultOf(verdict.outcome);
     }
     const bool refused = verdict.outcome != Outcome::Success && verdict.outcome != Outcome::NoReply;
     return !cutHere && refused ? ResultOf(verdict.outcome) : 1;
+}
+
+void FTPcommand::NoteFinish(PumpEnd end, const Answer& verdict) {
+    switch (end) {
+        case PumpEnd::Stopped:
+            lastFailure_ = Failure::Stopped;
+            return;
+        case PumpEnd::LocalFailed:
+            lastFailure_ = Failure::Local;
+            return;
+        case PumpEnd::Mismatch:
+        case PumpEnd::TooLong:
+            lastFailure_ = Failure::Refused;
+            return;
+        case PumpEnd::ReceiveFailed:
+        case PumpEnd::SendFailed:
+            lastFailure_ = Failure::Transient;
+            return;
+        case PumpEnd::Done:
+            break;
+    }
+    lastFailure_ = verdict.outcome == Outcome::Success ? Failure::None
+                   : verdict.code / 100 == 5           ? Failure::Refused
+                                                       : Failure::Transient;
+}
+
+// A data command that never started: refused for good (5xx), stopped, or worth another try.
+void FTPcommand::NoteOpenFailure() {
+    const int code = dataReply_ != 0 ? dataReply_ : control_.LastReplyCode();
+    lastFailure_ = IsStopped()                           ? Failure::Stopped
+                   : code / 100 == 5 && !control_.Lost() ? Failure::Refused
+                                                         : Failure::Transient;
 }
 
 // The standard's way out of a transfer: ABOR, answered by the transfer's own verdict (426, or
@@ -809,6 +848,7 @@ int FTPcommand::FetchTo(Fetch kind, const char* name, const std::string& localPa
     SetText(operationText_, kind == kAscii    ? "Get ASCII"
                             : kind == kResume ? "ReGet BINARY"
                                               : "Get BINARY");
+    lastFailure_ = Failure::Refused;
     if (name == nullptr || localPath.empty()) {
         return 1;
     }
@@ -816,6 +856,7 @@ int FTPcommand::FetchTo(Fetch kind, const char* name, const std::string& localPa
     if (kind == kResume && part <= 0) {
         return 1;  // nothing to resume: REST refuses offset 0
     }
+    lastFailure_ = Failure::None;
     // The end of the local part comes again and is compared before anything is appended.
     const auto overlap =
         static_cast<std::size_t>(std::min<long long>(part, static_cast<long long>(kResumeOverlap)));
@@ -823,6 +864,7 @@ int FTPcommand::FetchTo(Fetch kind, const char* name, const std::string& localPa
     // The local file is touched only once the server has said that data is coming.
     if (int result = OpenData("RETR", name, mode, {"125", "150", "550", "425"}, offset);
         result != 0) {
+        NoteOpenFailure();
         return result;
     }
     if (toViewFolder) {
@@ -899,23 +941,34 @@ int FTPcommand::CheckSize(const char* name, const std::string& localPath) {
     if (!OffersSize()) {
         return 0;
     }
+    const std::optional<long long> size = SIZE(name);
+    if (!size) {
+        return 0;
+    }
+    const long long local = GetLenFile(localPath.c_str());
+    if (local == *size) {
+        return 0;
+    }
+    const std::string text = std::string(name) + " arrived with " + std::to_string(local) +
+                             " bytes where the server has " + std::to_string(*size) +
+                             ": it is incomplete.";
+    quiet_ ? Log(text) : AlertHook::Raise(text);
+    lastFailure_ = Failure::Transient;  // the data ended early: the rest may come
+    return 1;
+}
+
+std::optional<long long> FTPcommand::SIZE(const char* name) {
     std::optional<FtpReply> reply = control_.SendAndRead("SIZE", name);
     if (!reply || reply->code != 213 || reply->lines.empty()) {
-        return 0;
+        return std::nullopt;
     }
     const std::string& line = reply->lines.front();
     long long size = -1;
     const char* digits = line.c_str() + std::min<std::size_t>(4, line.size());
     if (std::from_chars(digits, line.c_str() + line.size(), size).ec != std::errc() || size < 0) {
-        return 0;
+        return std::nullopt;
     }
-    const long long local = GetLenFile(localPath.c_str());
-    if (local == size) {
-        return 0;
-    }
-    AlertHook::Raise(std::string(name) + " arrived with " + std::to_string(local) +
-                     " bytes where the server has " + std::to_string(size) + ": it is incomplete.");
-    return 1;
+    return size;
 }
 
 FTPcommand::PumpEnd FTPcommand::PumpToFile(LocalFile& file, StatusMonitor* status, bool ascii) {
@@ -965,31 +1018,40 @@ int FTPcommand::PUTBINARY(const char* name, const char* localDirectory, StatusMo
 }
 
 int FTPcommand::Store(bool ascii, const std::string& localPath, const char* name,
-                      StatusMonitor* status, int mode) {
+                      StatusMonitor* status, int mode, long long offset) {
     SetText(operationText_, ascii ? "Put ASCII" : "Put BINARY");
     SetText(fileText_, name != nullptr ? name : "");
+    lastFailure_ = Failure::Refused;
     if (name == nullptr) {
         return 1;
     }
     // Opened before STOR, so that a missing file leaves nothing behind on the server.
     LocalFile file(localPath, LocalFile::Mode::Read);
-    if (!file.IsOpen()) {
+    lastFailure_ = Failure::Local;
+    if (!file.IsOpen() || (offset > 0 && (offset > file.Size() || !file.Seek(offset)))) {
         return 1;
     }
-    if (int result = OpenData("STOR", name, mode, {"150", "125", "532", "425"}, 0); result != 0) {
+    lastFailure_ = Failure::None;
+    if (int result = OpenData("STOR", name, mode, {"150", "125", "532", "425"}, offset);
+        result != 0) {
+        NoteOpenFailure();
         return result;
     }
     transferTotal_ = file.Size();
-    transferDone_ = 0;
-    return FinishTransfer(RunPump([&] { return PumpFromFile(file, status, ascii); }));
+    transferDone_ = offset;
+    if (offset > 0 && status != nullptr) {
+        status->SetNbOctet(offset);
+    }
+    return FinishTransfer(RunPump([&] { return PumpFromFile(file, status, ascii, offset); }));
 }
 
 // Sends the file as it was when the transfer began: a file that keeps growing ends there.
-FTPcommand::PumpEnd FTPcommand::PumpFromFile(LocalFile& file, StatusMonitor* status, bool ascii) {
+FTPcommand::PumpEnd FTPcommand::PumpFromFile(LocalFile& file, StatusMonitor* status, bool ascii,
+                                             long long from) {
     std::vector<char> block(ascii ? kAsciiBlock : kSendBlock);
     std::string converted;
     SocketIPS& socket = *data_.Socket();
-    for (long long sent = 0, size = transferTotal_; sent < size;) {
+    for (long long sent = from, size = transferTotal_; sent < size;) {
         std::size_t want = static_cast<std::size_t>(
             std::min<long long>(static_cast<long long>(block.size()), size - sent));
         ssize_t got = file.Read(block.data(), want);

@@ -40,6 +40,13 @@ class ViewFolder;
 class FTPcommand : public TransferInfo {
 public:
     static constexpr int kResumeMismatch = 5;
+    // 6 (a transfer): the data ended whole but the server's verdict never came, as when a router
+    // dropped the idle control connection during a long transfer; only SIZE can tell now.
+    static constexpr int kVerdictLost = 6;
+    // Why the last transfer failed: a stop, the local file, a refusal the server would repeat
+    // (5xx, or a resume of another file), or what another try may mend (a reset or stalled data
+    // connection, a 4xx, a lost control connection).
+    enum class Failure { None, Stopped, Local, Refused, Transient };
     // A resume fetches this much of the local part again and compares it.
     static constexpr std::size_t kResumeOverlap = 64 * 1024;
     // Plain: no TLS. ExplicitIfAvailable: AUTH TLS, and plain FTP when the server refuses it.
@@ -111,8 +118,12 @@ public:
     // The transfers above with the local file named in full.
     int Retrieve(Fetch kind, const char* name, const std::string& localPath, StatusMonitor* status,
                  int mode);
+    // `offset` > 0: the server has that much already; REST, then STOR of the rest.
     int Store(bool ascii, const std::string& localPath, const char* name, StatusMonitor* status,
-              int mode);
+              int mode, long long offset = 0);
+    Failure LastFailure() const { return lastFailure_; }
+    // The server's size of a file (SIZE); nothing when it does not tell.
+    std::optional<long long> SIZE(const char* name);
 
     using Items = std::vector<EntryStringItem>;
     // Lists `directory` (null: the current one) into the files and directories lists (links go
@@ -143,6 +154,13 @@ public:
     void SetMiniBase(const MiniBase& miniBase) { miniBase_ = miniBase; }
 
     void SetLog(LogMonitor* log) { control_.SetLog(log); }
+    // Failures are told by the caller, a session that tries again, without the sockets' alerts.
+    void SetQuiet(bool quiet);
+    // The control connection can carry no more commands (ControlChannel::Lost), and why.
+    bool ConnectionLost() const { return control_.Lost(); }
+    std::string LostReason() const { return control_.LostReason(); }
+    // Clears a stop before the connection is made again.
+    void Rearm() { ClearStop(); }
     // Before Init. `caFile` empty: the system's certificates are trusted.
     void SetSecurity(Security security, std::string caFile = {});
     // None: a certificate that does not verify ends the log-on.
@@ -220,7 +238,9 @@ private:
     std::string LocalPathOf(const char* name, const char* localDirectory, bool toTemporary);
     std::string ViewFolderPath();
     PumpEnd PumpToFile(LocalFile& file, StatusMonitor* status, bool ascii);
-    PumpEnd PumpFromFile(LocalFile& file, StatusMonitor* status, bool ascii);
+    PumpEnd PumpFromFile(LocalFile& file, StatusMonitor* status, bool ascii, long long from);
+    void NoteOpenFailure();
+    void NoteFinish(PumpEnd end, const Answer& verdict);
     PumpEnd ReadListing(Items* files, Items* directories, StatusMonitor* status,
                         ListingMonitor* view, BarMonitor* bar);
     void AddListed(ListingParser::Entry entry, std::string_view line, Items* files,
@@ -246,6 +266,8 @@ private:
     std::size_t listingByteLimit_ = kMaxListingBytes;
     // The final reply of a transfer came with its start (a server that had nothing to send).
     bool finalReplyRead_ = false;
+    Failure lastFailure_ = Failure::None;
+    bool quiet_ = false;
     // The code of the last reply to a data command (RETR, STOR, LIST, MLSD); 0 for none.
     int dataReply_ = 0;
     // The listing being read is MLSD's, not LIST's.

@@ -73,6 +73,10 @@ ssize_t LocalFile::Read(char* buffer, std::size_t capacity) {
     }
 }
 
+bool LocalFile::Seek(long long offset) {
+    return lseek(fd_, static_cast<off_t>(offset), SEEK_SET) == static_cast<off_t>(offset);
+}
+
 long long LocalFile::SizeOf(const std::string& path) {
     LocalFile file(path, Mode::Read);
     return file.Size();

@@ -28,6 +28,8 @@ public:
     bool WriteAll(const char* bytes, std::size_t length);
     // Bytes read, 0 at the end, -1 on error.
     ssize_t Read(char* buffer, std::size_t capacity);
+    // The next Read starts at `offset`.
+    bool Seek(long long offset);
 
     // Size of a file in bytes, 0 when it cannot be opened.
     static long long SizeOf(const std::string& path);

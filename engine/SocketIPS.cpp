@@ -251,6 +251,7 @@ std::unique_ptr<SocketIPS> SocketIPS::Accept() {
     auto connection = std::make_unique<SocketIPS>(accepted);
     connection->SetInterrupter(interrupter_);
     connection->SetTimeout(timeoutMs_);
+    connection->SetQuiet(quiet_);
     return connection;
 }
 
@@ -326,7 +327,7 @@ int SocketIPS::FailSend(bool interrupted) {
     // A stop asked by the user is not an error worth an alert, nor is what fails after it on the
     // connection that the stop ended.
     interrupted = interrupted || (interrupter_ && interrupter_->IsTriggered());
-    if (!interrupted) {
+    if (!interrupted && !quiet_) {
         AlertHook::Raise(kSendAlert);
     }
     return 3;
@@ -448,7 +449,7 @@ long long SocketIPS::ReceiveToFile(int fileFd, std::size_t count) {
         if (!later) {
             recvState_ = RecvState::Failed;
         }
-        if (recvState_ != RecvState::Interrupted) {
+        if (recvState_ != RecvState::Interrupted && !quiet_) {
             AlertHook::Raise(kReceiveAlert);
         }
         return -1;
@@ -596,7 +597,8 @@ int SocketIPS::RecvBin(char* buffer, int capacity) {
     }
     ssize_t got = ReceiveSome(buffer, static_cast<std::size_t>(capacity), timeoutMs_);
     // A cut TLS connection is told by the transfer that it ends.
-    if (got < 0 && recvState_ != RecvState::Interrupted && recvState_ != RecvState::Cut) {
+    if (got < 0 && recvState_ != RecvState::Interrupted && recvState_ != RecvState::Cut &&
+        !quiet_) {
         AlertHook::Raise(kReceiveAlert);
     }
     return static_cast<int>(got);

@@ -84,6 +84,8 @@ public:
     void Shutdown();
 
     void SetInterrupter(std::shared_ptr<Interrupter> interrupter);
+    // Quiet: failures are left to the caller to tell, without the alerts.
+    void SetQuiet(bool quiet) { quiet_ = quiet; }
     void SetTimeout(int milliseconds) { timeoutMs_ = milliseconds; }
     RecvState LastRecvState() const { return recvState_; }
     bool IsClosed() const { return closed_; }
@@ -142,6 +144,7 @@ private:
     // Kernel pipe between the socket and a file for ReceiveToFile; -1 until first needed.
     int pipe_[2] = {-1, -1};
     bool spliceToFileWorks_ = true;
+    bool quiet_ = false;
     std::unique_ptr<TlsConnection> tls_;
     // Guards fd_ against Shutdown from another thread while the owner closes it.
     mutable std::mutex fdMutex_;
