@@ -89,6 +89,9 @@ public:
     std::string LostReason() const;
     // Failures are told by the session that reconnects, without the socket's alerts.
     void SetQuiet(bool quiet) { quiet_ = quiet; }
+    // Reads, logs and drops what the server sent unasked, without waiting: a 421 or the end of
+    // the connection shows in Lost() then.
+    void DropLateReplies();
     // The code of the last whole reply, 0 before the first.
     int LastReplyCode() const { return lastReplyCode_; }
 
@@ -96,7 +99,6 @@ public:
 
 private:
     void LogSent(std::string line) const;
-    void DropLateReplies();
     void MarkLost(std::string reason);
     void MarkLostByRead();
     void MarkLostByDeadline();

@@ -38,7 +38,7 @@ constexpr std::size_t kAsciiBlock = 64 * 1024;
 // The goodbye waits a few seconds at most: a server that has not answered by then will not.
 constexpr int kShortWaitMs = 3000;
 // A server answers ABOR at once; the user waits no longer than this.
-constexpr int kAbortWaitMs = 3000;
+constexpr int kAbortWaitMs = 1500;
 // After a first answer to ABOR that ended the transfer, the moment a second one may take.
 constexpr int kSecondAnswerWaitMs = 300;
 // After its data connection failed or stalled, a transfer's verdict is not worth a long wait.

@@ -161,6 +161,9 @@ public:
     std::string LostReason() const { return control_.LostReason(); }
     // Clears a stop before the connection is made again.
     void Rearm() { ClearStop(); }
+    // Reads what the server sent unasked (a 421 before it closes an idle connection), without
+    // waiting, so that ConnectionLost knows.
+    void ReadPending() { control_.DropLateReplies(); }
     // Before Init. `caFile` empty: the system's certificates are trusted.
     void SetSecurity(Security security, std::string caFile = {});
     // None: a certificate that does not verify ends the log-on.

@@ -388,11 +388,12 @@ void FTPWindow::RemoteStart() {
     status_->SetEnabledSHControl(true);
 }
 
-void FTPWindow::RemoteEnd() {
+// `status` stays in the status bar: "Idle.", or what went wrong.
+void FTPWindow::RemoteEnd(const std::string& status) {
     status_->Reset();
     status_->hide();
     EnableHostControls(true);
-    statusBar_->SetText("Idle.");
+    statusBar_->SetText(status);
     busy_ = false;
 }
 
@@ -571,9 +572,9 @@ void FTPWindow::LogOnFailed() {
     PostMessage(Message(kQuitRequested));
 }
 
-void FTPWindow::OperationEnded() {
+void FTPWindow::OperationEnded(const std::string& status) {
     loggingOn_ = false;
-    Post(this, [this] { RemoteEnd(); });
+    Post(this, [this, status] { RemoteEnd(status); });
 }
 
 void FTPWindow::TransferStarted(TransferInfo* transfer) {

@@ -176,7 +176,7 @@ private:
 
     // Start and end of a host operation.
     void RemoteStart();
-    void RemoteEnd();
+    void RemoteEnd(const std::string& status = "Idle.");
     void EnableHostControls(bool enabled);
 
     // File and folder commands (FTPWindowCommands.cpp), started on the GUI thread.
@@ -212,7 +212,7 @@ private:
             int otherwise) override;
     void LoggedOn(bool controlProtected, bool dataProtected) override;
     void LogOnFailed() override;
-    void OperationEnded() override;
+    void OperationEnded(const std::string& status) override;
     void TransferStarted(TransferInfo* transfer) override;
     void TransferEnded(TransferInfo* transfer) override;
     void HostChanged() override;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <mutex>
+#include <thread>
 
 #include "BarMonitor.h"
 #include "CertificateTrust.h"
@@ -64,11 +65,14 @@ bool HostSession::Run(const char* name, std::function<void()> operation) {
         return false;
     }
     abortReported_ = false;
+    stopped_ = false;
+    connectionGone_ = false;
+    failedText_.clear();
     operationEnded_ = false;
     return workers_.Spawn(name, [this, operation = std::move(operation)] {
         operation();
         if (!operationEnded_.exchange(true)) {
-            view_.OperationEnded();
+            view_.OperationEnded(failedText_.empty() ? "Idle." : failedText_);
         }
     });
 }
@@ -87,8 +91,9 @@ void HostSession::SetBar(const std::string& text) {
     monitors_.bar->SetText(text);
 }
 
+// After the one alert of a lost connection, what failed because of it says nothing more.
 void HostSession::Tell(const std::string& text) {
-    if (!closing_) {
+    if (!closing_ && !connectionGone_) {
         view_.Tell(text);
     }
 }
@@ -148,6 +153,8 @@ int HostSession::Logon(const LogOnRecipe& recipe) {
         return 1;
     }
     connected_ = true;
+    // From here on the session tells what fails, after it has tried again.
+    ftp_->SetQuiet(true);
     view_.LoggedOn(ftp_->IsControlProtected(), ftp_->IsDataProtected());
     ftp_->SetNextActivePort(firstDataPort_);
     SetBar("Selecting STREAM MODE...");
@@ -296,6 +303,53 @@ bool HostSession::LogOnSecond(FTPcommand& command) {
     return true;
 }
 
+// ---- Connections that die ----
+
+bool HostSession::Reconnect() {
+    if (stopped_ || closing_ || connectionGone_) {
+        return false;
+    }
+    const std::string cause = ftp_->LostReason();
+    LogLine("Connection lost: reconnecting...");
+    ftp_->Rearm();
+    const bool loggedOn =
+        recipe_.firewall ? LogOnThroughFirewall(*ftp_, false)
+                         : ftp_->Init(recipe_.host.c_str(), recipe_.port.c_str(),
+                                      recipe_.user.c_str(), recipe_.password.c_str(), nullptr) == 0;
+    if (!loggedOn) {
+        // A refusal has been told in the server's words; an unreachable server is told here.
+        const std::string why = ftp_->Unreachable();
+        ConnectionGone(why.empty() ? cause : cause + "; " + why);
+        return false;
+    }
+    connectionType_ = 2;
+    ftp_->MODESTREAM();
+    const std::string folder = HostPath();
+    if (!folder.empty() && ftp_->CWD(folder.c_str()) != 0) {
+        ConnectionGone(cause + "; the folder " + folder + " could not be entered again");
+        return false;
+    }
+    LogLine("Connection made again.");
+    return true;
+}
+
+void HostSession::ConnectionGone(const std::string& cause) {
+    if (!connectionGone_.exchange(true) && !closing_ && !stopped_) {
+        view_.Tell("The connection to " + recipe_.host +
+                   " was lost and could not be made again: " + cause + ".");
+    }
+}
+
+bool HostSession::Pause(FTPcommand& command, int seconds) {
+    for (int left = seconds * 20; left > 0; --left) {
+        if (closing_ || command.IsStopped() || (&command == ftp_.get() && stopped_)) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return !closing_;
+}
+
 // ---- Local side ----
 
 void HostSession::SetLocalDirectory(const std::string& path) {
@@ -339,7 +393,8 @@ int HostSession::UpdateServeur(const std::optional<std::string>& directory, Host
     LogLine("UPDATING host listing...");
     status.SetTypeOperation("UPDATING host listing...");
     HostLists lists;
-    if (ListHostFolder(directory, &lists) != 0) {
+    if (OnLiveConnection([&] { return ListHostFolder(directory, &lists); }) != 0) {
+        failedText_ = "Error: the listing is incomplete.";
         return 1;
     }
     if (directory) {
@@ -399,10 +454,12 @@ int HostSession::ListHostFolder(const std::optional<std::string>& directory, Hos
 
 // Enters the folder `name` of the current one, without listing it.
 int HostSession::EnterHostFolder(const std::string& name) {
-    if (ftp_->CWD(name.c_str()) != 0) {
-        return 1;
-    }
-    return AskHostPath() ? 0 : 1;
+    return OnLiveConnection([&] {
+        if (ftp_->CWD(name.c_str()) != 0) {
+            return 1;
+        }
+        return AskHostPath() ? 0 : 1;
+    });
 }
 
 // Where the host says the session is now; nothing when it does not say.
@@ -455,7 +512,7 @@ void HostSession::CDDISTANT(const std::string& directory) {
     }
     SetBar("Cache OK, Changing host directory...");
     // The lists change only once the host has agreed to the change.
-    if (ftp_->CWD(directory.c_str()) != 0) {
+    if (OnLiveConnection([&] { return ftp_->CWD(directory.c_str()); }) != 0) {
         Tell("Impossible to change host directory.");
         return;
     }
@@ -471,7 +528,7 @@ void HostSession::CDDISTANT(const std::string& directory) {
 void HostSession::MKDDISTANT(const std::string& name) {
     monitors_.status->SetNameFichier(name);
     monitors_.status->SetTypeOperation("CREATING directory...");
-    if (ftp_->MKD(name.c_str()) != 0) {
+    if (OnLiveConnection([&] { return ftp_->MKD(name.c_str()); }) != 0) {
         Tell("Impossible to create this directory.\n" + ftp_->LastReplyText());
     }
     UpdateServeur(std::nullopt);
@@ -480,7 +537,7 @@ void HostSession::MKDDISTANT(const std::string& name) {
 void HostSession::RMDDISTANT(const std::string& name) {
     monitors_.status->SetNameFichier(name);
     monitors_.status->SetTypeOperation("DELETING directory...");
-    if (ftp_->RMD(name.c_str()) != 0) {
+    if (OnLiveConnection([&] { return ftp_->RMD(name.c_str()); }) != 0) {
         Tell("Impossible to delete this directory.\n(Not found/Not empty/No access.)");
     }
     UpdateServeur(std::nullopt);
@@ -495,7 +552,8 @@ void HostSession::DELDISTANT(const std::vector<std::string>& names) {
         status.SetNameFichier(names[static_cast<std::size_t>(i)]);
         status.SetTypeOperation("DELETING file...");
         status.SetMax(1);
-        if (ftp_->DELE(names[static_cast<std::size_t>(i)].c_str()) != 0) {
+        const char* name = names[static_cast<std::size_t>(i)].c_str();
+        if (OnLiveConnection([&] { return ftp_->DELE(name); }) != 0) {
             Tell("Impossible to delete this file.\n(Not found/No access)");
         } else {
             status.SetNbOctet(1);
@@ -506,7 +564,7 @@ void HostSession::DELDISTANT(const std::vector<std::string>& names) {
 }
 
 void HostSession::RenameHost(const std::string& from, const std::string& to) {
-    if (ftp_->RENAME(from.c_str(), to.c_str()) != 0) {
+    if (OnLiveConnection([&] { return ftp_->RENAME(from.c_str(), to.c_str()); }) != 0) {
         Tell("Impossible to rename this entry.");
     }
     UpdateServeur(std::nullopt);
@@ -521,8 +579,11 @@ void HostSession::VIEWDISTANT(const std::vector<std::string>& names) {
     for (const std::string& name : names) {
         status.SetNameFichier(name);
         status.SetTypeOperation(binary ? "BINARY View file..." : "ASCII View file...");
-        const int result = binary ? ftp_->GETBINARY(name.c_str(), "", &status, passive_, true)
-                                  : ftp_->GETASCII(name.c_str(), "", &status, passive_, true);
+        const int result = OnLiveConnection([&] {
+            SetType(*ftp_, connectionType_, binary);
+            return binary ? ftp_->GETBINARY(name.c_str(), "", &status, passive_, true)
+                          : ftp_->GETASCII(name.c_str(), "", &status, passive_, true);
+        });
         const std::string path = viewFolder_->Path() + name;
         if (result != 0 || viewFolder_->Path().empty()) {
             Tell("Impossible to view " + Quoted(path));
@@ -535,6 +596,7 @@ void HostSession::VIEWDISTANT(const std::vector<std::string>& names) {
 // ---- Stop and end ----
 
 void HostSession::Stop() {
+    stopped_ = true;
     ftp_->STOP();
 }
 

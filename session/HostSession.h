@@ -109,7 +109,8 @@ public:
     bool IsBinary() const { return binary_; }
 
     // ---- Stop and end ----
-    // Stops the host operation that runs, from any thread.
+    // Stops the host operation that runs, from any thread. The session stays: a connection the
+    // stop cost is made again for the next operation.
     void Stop();
     // The view goes: everything running stops, every second connection too, and a connected
     // session says goodbye on a worker. From any thread.
@@ -117,6 +118,17 @@ public:
 
 private:
     friend class TreeWalk;
+
+    // Connections that die. A step that talks to the host runs on a live connection: one found
+    // lost before or during it is made again with the recipe, in the folder the session was in,
+    // and the step runs once more there.
+    template <typename Step>
+    int OnLiveConnection(Step step);
+    bool Reconnect();
+    // The connection is gone for good: one alert for the operation, naming the cause.
+    void ConnectionGone(const std::string& cause);
+    // Waits `seconds` unless the operation is stopped or the session closes meanwhile.
+    bool Pause(FTPcommand& command, int seconds);
 
     // Connections.
     void Secure(FTPcommand& command);
@@ -141,13 +153,26 @@ private:
                 const std::string& hostFolder);
     // `walk`: the tree the names belong to, none for a list. `links`: the names are links,
     // tried as files; one the server will not send is left out rather than ending the tree.
+    // `hostFolder`: where a second connection works, none for the session's own.
     bool ProcedeIN(const std::vector<std::string>& names, const std::string& local,
                    FTPcommand& command, std::atomic<int>& type, StatusMonitor* status,
-                   TreeWalk* walk = nullptr, bool links = false);
+                   const std::string* hostFolder, TreeWalk* walk = nullptr, bool links = false);
     bool ProcedeOUT(const std::vector<std::string>& names, const std::string& local,
-                    FTPcommand& command, std::atomic<int>& type, StatusMonitor* status);
+                    FTPcommand& command, std::atomic<int>& type, StatusMonitor* status,
+                    const std::string* hostFolder, TreeWalk* walk = nullptr);
+    bool GoesOn(FTPcommand& command, TreeWalk* walk, const std::string& name);
     void SetType(FTPcommand& command, std::atomic<int>& type, bool binary);
     void ReportAbort(const char* text);
+    // One file either way, tried again after a failure that may pass (see MoveFile).
+    enum class Move { Get, Reget, GetAscii, Put, PutAscii };
+    // `hostFolder`: the folder of a second connection, made again there after a loss; none for
+    // the session's own connection.
+    int MoveFile(FTPcommand& command, std::atomic<int>& type, Move move, const std::string& name,
+                 const std::string& local, StatusMonitor* status, const std::string* hostFolder);
+    int AttemptMove(FTPcommand& command, Move move, const std::string& name,
+                    const std::string& local, StatusMonitor* status);
+    bool MakeAgain(FTPcommand& command, std::atomic<int>& type, const std::string* hostFolder);
+    bool VerifiedBySize(FTPcommand& command, const std::string& name, const std::string& path);
 
     // What the user sees.
     void LogLine(const std::string& line);
@@ -178,6 +203,11 @@ private:
     std::atomic<int> connectionType_{2};
     // Set when the operation that runs has told the view it ended.
     std::atomic<bool> operationEnded_{true};
+    // The running operation was stopped by the user; its lost connection was told already.
+    std::atomic<bool> stopped_{false};
+    std::atomic<bool> connectionGone_{false};
+    // What the status bar keeps when the operation ends; empty for "Idle.".
+    std::string failedText_;
 
     mutable std::mutex pathMutex_;
     std::string localDirectory_;
@@ -191,3 +221,17 @@ private:
     TreeOutcome lastTree_;
     WorkerSet workers_;
 };
+
+template <typename Step>
+int HostSession::OnLiveConnection(Step step) {
+    // A 421 or a closed connection from the idle time before: known without sending anything.
+    ftp_->ReadPending();
+    if (ftp_->ConnectionLost() && !Reconnect()) {
+        return 1;
+    }
+    int result = step();
+    if (result != 0 && ftp_->ConnectionLost() && !stopped_ && Reconnect()) {
+        result = step();
+    }
+    return result;
+}

@@ -41,8 +41,8 @@ public:
     virtual void LoggedOn(bool controlProtected, bool dataProtected) = 0;
     virtual void LogOnFailed() = 0;
     // The host operation that ran has ended, or has moved to a connection of its own: the view
-    // takes the next one.
-    virtual void OperationEnded() = 0;
+    // takes the next one. `status`: "Idle.", or what went wrong, which stays in view.
+    virtual void OperationEnded(const std::string& status) = 0;
 
     // A transfer on a second connection, for the transfer list, from before it connects until
     // it has ended.

@@ -29,6 +29,11 @@ void TreeWalk::Skip(const char* why, const std::string& name) {
     ++skipped_;
 }
 
+void TreeWalk::Failed(const std::string& name) {
+    session_.LogLine("Not moved: " + session_.HostPath() + "/" + name);
+    ++failed_;
+}
+
 std::vector<std::string> TreeWalk::Named(const std::vector<EntryStringItem>& items, int type) {
     std::vector<std::string> names;
     for (const EntryStringItem& item : items) {
@@ -61,7 +66,7 @@ bool TreeWalk::Put(const std::string& name) {
 // CWD to an absolute host folder; a failure ends the walk with its alert, since going on would
 // write into the wrong folders.
 bool TreeWalk::BackToHostFolder(const std::string& path) {
-    if (session_.ftp_->CWD(path.c_str()) == 0) {
+    if (session_.OnLiveConnection([&] { return session_.ftp_->CWD(path.c_str()); }) == 0) {
         session_.SetHostPath(path);
         return true;
     }
@@ -73,7 +78,11 @@ bool TreeWalk::BackToHostFolder(const std::string& path) {
 
 // After a listing failed, the host may or may not have entered the folder: ask it.
 bool TreeWalk::ReturnToHostFolder(const std::string& path) {
-    std::optional<std::string> now = session_.ftp_->PWD();
+    std::optional<std::string> now;
+    session_.OnLiveConnection([&] {
+        now = session_.ftp_->PWD();
+        return now ? 0 : 1;
+    });
     return now && *now == path ? true : BackToHostFolder(path);
 }
 
@@ -86,7 +95,7 @@ bool TreeWalk::RECURIN(const std::string& name, int depth) {
         return true;
     }
     HostSession::HostLists listing;
-    if (session_.ListHostFolder(name, &listing) != 0) {
+    if (session_.OnLiveConnection([&] { return session_.ListHostFolder(name, &listing); }) != 0) {
         Skip("Folder skipped: ", name);
         return ReturnToHostFolder(parentHost);
     }
@@ -115,15 +124,17 @@ bool TreeWalk::GetFolderContents(const HostSession::HostLists& listing, int dept
     status->LoadFD(static_cast<int>(files.size() + links.size()), 0);
     const int skipped = skipped_;
     FTPcommand& ftp = *session_.ftp_;
+    const int failed = failed_;
     if (!files.empty() &&
-        !session_.ProcedeIN(files, local, ftp, session_.connectionType_, status, this)) {
+        !session_.ProcedeIN(files, local, ftp, session_.connectionType_, status, nullptr, this)) {
         return false;
     }
-    if (!links.empty() &&
-        !session_.ProcedeIN(links, local, ftp, session_.connectionType_, status, this, true)) {
+    if (!links.empty() && !session_.ProcedeIN(links, local, ftp, session_.connectionType_, status,
+                                              nullptr, this, true)) {
         return false;
     }
-    files_ += static_cast<int>(files.size() + links.size()) - (skipped_ - skipped);
+    files_ +=
+        static_cast<int>(files.size() + links.size()) - (skipped_ - skipped) - (failed_ - failed);
     for (const EntryStringItem& item : *listing.directories) {
         // A link is listed among the files too, and was tried there.
         if (item.text == ".." || item.type != EntryStringItem::Directory) {
@@ -146,7 +157,8 @@ bool TreeWalk::RECUROUT(const std::string& name, int depth) {
         Skip("Folder skipped: ", name);
         return true;
     }
-    session_.ftp_->MKD(name.c_str());  // a folder that is there already is used as it is
+    // A folder that is there already is used as it is.
+    session_.OnLiveConnection([&] { return session_.ftp_->MKD(name.c_str()); });
     if (session_.EnterHostFolder(name) != 0) {
         Skip("Folder skipped: ", name);
         return ReturnToHostFolder(parentHost);
@@ -169,11 +181,12 @@ bool TreeWalk::PutFolderContents(const LocalListing::Contents& contents, int dep
     StatusMonitor* status = session_.monitors_.status;
     status->LoadFD(static_cast<int>(files.size()), 0);
     if (!files.empty()) {
+        const int failed = failed_;
         if (!session_.ProcedeOUT(files, HostPath::WithSlash(session_.LocalDirectory()),
-                                 *session_.ftp_, session_.connectionType_, status)) {
+                                 *session_.ftp_, session_.connectionType_, status, nullptr, this)) {
             return false;
         }
-        files_ += static_cast<int>(files.size());
+        files_ += static_cast<int>(files.size()) - (failed_ - failed);
     }
     for (const EntryStringItem& item : contents.directories) {
         if (item.type != EntryStringItem::Directory) {

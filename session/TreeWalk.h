@@ -23,6 +23,8 @@ public:
 
     // Leaves an entry out, with its reason in the log.
     void Skip(const char* why, const std::string& name);
+    // A file that failed for good: the walk goes on, and counts it.
+    void Failed(const std::string& name);
     // The names of a listing's entries of one type; names that cannot be a file name here are
     // left out.
     std::vector<std::string> Named(const std::vector<EntryStringItem>& items, int type);
@@ -30,6 +32,7 @@ public:
     int Files() const { return files_; }
     int Folders() const { return folders_; }
     int Skipped() const { return skipped_; }
+    int FailedFiles() const { return failed_; }
 
 private:
     bool RECURIN(const std::string& name, int depth);
@@ -46,4 +49,5 @@ private:
     int files_ = 0;
     int folders_ = 0;
     int skipped_ = 0;
+    int failed_ = 0;
 };
