@@ -8,7 +8,9 @@
 //       the window's recursive send of the local folder into the host folder URL
 //   sessionbench [--active|--passive] [--ascii] --get-file URL LOCALDIR
 //       the window's get of one host file, on the session's own connection
-// --hold keeps the window open afterwards, --ask shows the window's questions as boxes instead
+// --wait SECONDS lets the session idle after the log-on, before the operation (past a server's
+// idle timeout, say); --hold keeps the window open afterwards, --ask shows the window's questions
+// as boxes instead
 // of answering their first button, and --rename NAME opens the rename prompt of the host file
 // NAME after the listing (all for screenshots under Xvfb). The transfers exit 0 only
 // when every file moved.
@@ -85,17 +87,19 @@ struct Options {
     bool ascii = false;
     bool ask = false;
     int hold = 0;
+    int wait = 0;
     std::string rename;
     std::vector<std::string> words;
 };
 
 int Usage() {
-    std::fprintf(stderr,
-                 "usage: sessionbench URL [--active]\n"
-                 "       sessionbench [--active|--passive] [--ascii] --get-tree URL LOCALDIR\n"
-                 "       sessionbench [--active|--passive] [--ascii] --put-tree LOCALDIR/dir URL\n"
-                 "       sessionbench [--active|--passive] [--ascii] --get-file URL LOCALDIR\n"
-                 "       any of them with --hold SECONDS, --ask and --rename NAME\n");
+    std::fprintf(
+        stderr,
+        "usage: sessionbench URL [--active]\n"
+        "       sessionbench [--active|--passive] [--ascii] --get-tree URL LOCALDIR\n"
+        "       sessionbench [--active|--passive] [--ascii] --put-tree LOCALDIR/dir URL\n"
+        "       sessionbench [--active|--passive] [--ascii] --get-file URL LOCALDIR\n"
+        "       any of them with --wait SECONDS, --hold SECONDS, --ask and --rename NAME\n");
     return 64;
 }
 
@@ -112,6 +116,8 @@ bool Parse(int argc, char** argv, Options& options) {
             options.rename = argv[++i];
         } else if (word == "--hold" && i + 1 < argc) {
             options.hold = std::atoi(argv[++i]);
+        } else if (word == "--wait" && i + 1 < argc) {
+            options.wait = std::atoi(argv[++i]);
         } else if (word == "--get-tree" || word == "--put-tree" || word == "--get-file") {
             options.mode = word.substr(2);
         } else if (word.starts_with("--")) {
@@ -186,6 +192,13 @@ QPointer<FTPWindow> OpenWindow(const FtpUrl& url, const Options& options, const 
     return window;
 }
 
+// The session left alone for a while, the window answering meanwhile.
+void Idle(int seconds) {
+    QElapsedTimer clock;
+    clock.start();
+    TimeUntil([&] { return clock.elapsed() >= seconds * 1000LL; });
+}
+
 // Posts one command and waits for the window to be free again: seconds taken.
 double RunCommand(FTPWindow& window, std::uint32_t code) {
     QElapsedTimer clock;
@@ -208,9 +221,11 @@ int List(QPointer<FTPWindow>& window, const FtpUrl& url, const Options& options,
     std::printf(
         "log-on and first listing: %zu entries shown in %.3f s, longest GUI stall %lld ms\n", shown,
         seconds, static_cast<long long>(stalls.Longest()));
+    Idle(options.wait);
     stalls.Restart();
     double reload = RunCommand(*window, FTPWindow::kReloadHost);
-    std::printf("reload: listed, sorted and shown in %.3f s, longest GUI stall %lld ms\n", reload,
+    shown = window->HostFiles()->Items().size() + window->HostDirectories()->Items().size();
+    std::printf("reload: %zu entries shown in %.3f s, longest GUI stall %lld ms\n", shown, reload,
                 static_cast<long long>(stalls.Longest()));
     return 0;
 }
@@ -232,6 +247,7 @@ int Transfer(QPointer<FTPWindow>& window, const FtpUrl& url, const Options& opti
         std::fprintf(stderr, "sessionbench: %s is not listed\n", name.c_str());
         return 1;
     }
+    Idle(options.wait);
     std::uint32_t code = options.mode == "get-tree"   ? FTPWindow::kGetTree
                          : options.mode == "put-tree" ? FTPWindow::kSendTree
                                                       : FTPWindow::kGetSelected;
