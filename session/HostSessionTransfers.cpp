@@ -368,9 +368,13 @@ void HostSession::WalkTree(bool get, const std::string& name) {
     firstListing_ = false;
     TreeWalk walk(*this);
     bool whole = get ? walk.Get(name) : walk.Put(name);
+    // Both sides go back where the walk began, also after a stop: a connection the stop cost is
+    // made again for it.
+    stopped_ = false;
     SetLocalDirectory(startLocal);
     UpdateClient(std::nullopt);
-    if (HostPath() != startHost && ftp_->CWD(startHost.c_str()) != 0) {
+    if (HostPath() != startHost &&
+        OnLiveConnection([&] { return ftp_->CWD(startHost.c_str()); }) != 0) {
         whole = false;
         if (!abortReported_.exchange(true)) {
             Tell("Impossible to change host directory.");

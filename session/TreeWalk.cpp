@@ -70,7 +70,8 @@ bool TreeWalk::BackToHostFolder(const std::string& path) {
         session_.SetHostPath(path);
         return true;
     }
-    if (!session_.abortReported_.exchange(true)) {
+    // After a stop the walk ends without a word.
+    if (!session_.stopped_ && !session_.abortReported_.exchange(true)) {
         session_.Tell("Impossible to change host directory.");
     }
     return false;

@@ -6,6 +6,7 @@
 
 #include <deque>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -55,7 +56,7 @@ public:
     }
     void LoggedOn(bool, bool) override { loggedOn = true; }
     void LogOnFailed() override { logOnFailed = true; }
-    void OperationEnded(const std::string&) override {}
+    void OperationEnded(const std::string&) override { ++ended; }
     void TransferStarted(TransferInfo*) override {}
     void TransferEnded(TransferInfo*) override {}
     void HostChanged() override {}
@@ -83,6 +84,7 @@ public:
     std::string localFolder;
     Strings told;
     std::deque<int> answers;
+    std::atomic<int> ended{0};
     std::atomic<bool> loggedOn{false};
     std::atomic<bool> logOnFailed{false};
 };
@@ -113,6 +115,14 @@ protected:
         session.Close();
         while (session.Workers().Running() > 0) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+    // An operation as a window starts it: on the session's worker, waited for.
+    void RunOperation(const std::function<void()>& operation) {
+        const int before = view.ended;
+        ASSERT_TRUE(session.Run("test", operation));
+        while (view.ended == before) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
     }
     LogOnRecipe Recipe(const TestServer& server, int port = 0) {
@@ -350,6 +360,48 @@ TEST_F(SessionLinkTest, ADownloadWhoseVerdictWasLostIsJudgedBySize) {
     ASSERT_EQ(session.Logon(recipe), 0);
     session.IN({"f.bin"}, false);
     EXPECT_EQ(TempDir::Read(local / "f.bin"), "12345");
+    EXPECT_TRUE(view.Told().empty()) << ::testing::PrintToString(view.Told());
+    EXPECT_TRUE(peer.Mismatches().empty()) << peer.Mismatches().front();
+}
+
+// A stop that cost the control connection (the server answers neither the listing nor ABOR) ends
+// the operation at once; the next operation logs on again and works, without a word.
+TEST_F(SessionLinkTest, AStopThatCostTheConnectionIsMendedByTheNextOperation) {
+    ScriptedPeer peer;
+    const auto logOn = [&peer] {
+        peer.Reply("220 hi").Expect("USER u").Reply("331 pw").Expect("PASS p").Reply("230 in");
+        peer.Expect("MODE S").Reply("200 ok");
+    };
+    const auto listing = [&peer](const std::string& lines) {
+        peer.Expect("PASV").Passive().Expect("LIST").Reply("150 ok").SendData(lines);
+        peer.Reply("226 ok").Expect("PWD").Reply("257 \"/\"");
+    };
+    logOn();
+    listing("");
+    peer.Expect("PASV").Passive().Expect("LIST").Reply("150 ok").Silence();
+    peer.NextConnection();
+    logOn();
+    peer.Expect("CWD /").Reply("250 ok");
+    listing("-rw-r--r-- 1 a b 5 Jan 01 12:00 after.txt\r\n");
+    peer.Silence();
+    peer.Start();
+    LogOnRecipe recipe;
+    recipe.host = "127.0.0.1";
+    recipe.port = std::to_string(peer.Port());
+    recipe.user = "u";
+    recipe.password = "p";
+    recipe.localDirectory = local.Path().string();
+    ASSERT_EQ(session.Logon(recipe), 0);
+    std::thread stopper([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        session.Stop();
+    });
+    const auto start = std::chrono::steady_clock::now();
+    RunOperation([&] { EXPECT_NE(session.UpdateServeur(std::nullopt), 0); });
+    stopper.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+    RunOperation([&] { EXPECT_EQ(session.UpdateServeur(std::nullopt), 0); });
+    EXPECT_EQ(view.HostNames(), (Strings{"..", "after.txt"}));
     EXPECT_TRUE(view.Told().empty()) << ::testing::PrintToString(view.Told());
     EXPECT_TRUE(peer.Mismatches().empty()) << peer.Mismatches().front();
 }
