@@ -9,6 +9,7 @@
 #include <QUrl>
 
 #include "LPBListView.h"
+#include "MultiListDriver.h"
 #include "PromptW.h"
 #include "PyFtpServer.h"
 #include "SessionFixture.h"
@@ -102,9 +103,10 @@ TEST_P(HostCommandsTest, MakeRemoveDeleteRenameAndViewEachShowTheirOutcome) {
     window_->PostMessage(Message(FTPWindow::kRenameHostFiles));
     ASSERT_TRUE(WaitUntil([] { return OpenPrompts().size() == 2; }));
     for (PromptW* prompt : OpenPrompts()) {
-        prompt->Field()->setText("renamed " + prompt->Field()->text());
+        const std::string renamed = "renamed " + prompt->Field()->text().toStdString();
+        prompt->Field()->setText(QString::fromStdString(renamed));
         prompt->PostMessage(Message(PromptW::kOk));
-        ASSERT_TRUE(WaitUntil([&] { return window_->IsBusy(); }, 5s));
+        ASSERT_TRUE(WaitUntil([&] { return fs::exists(work / renamed); }, 10s));
         ASSERT_TRUE(WaitUntil([&] { return !window_->IsBusy(); }, 10s));
     }
     EXPECT_TRUE(fs::exists(work / "renamed one.txt") && fs::exists(work / "renamed two.txt"));
@@ -130,6 +132,8 @@ TEST_P(HostCommandsTest, NamesKeepTheirBytesWhateverTheyShow) {
     ASSERT_TRUE(window_->HostFiles()->SelectText(utf8));
     ASSERT_TRUE(window_->HostFiles()->SelectText(latin1));
     Issue(Message(FTPWindow::kGetSelected));
+    // On a second connection, which frees the window at once.
+    ASSERT_TRUE(WaitUntil([&] { return transfers.List()->CountItems() == 0; }, 10s));
     EXPECT_EQ(TempDir::Read(local / utf8), "utf-8");
     EXPECT_EQ(TempDir::Read(local / latin1), "latin-1");
 
