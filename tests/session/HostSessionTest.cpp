@@ -125,6 +125,20 @@ protected:
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
     }
+    // A scripted peer's log-on as the session makes it, and the recipe for it.
+    static void ScriptLogOn(ScriptedPeer& peer) {
+        peer.Reply("220 hi").Expect("USER u").Reply("331 pw").Expect("PASS p").Reply("230 in");
+        peer.Expect("MODE S").Reply("200 ok");
+    }
+    LogOnRecipe Recipe(const ScriptedPeer& peer) {
+        LogOnRecipe recipe;
+        recipe.host = "127.0.0.1";
+        recipe.port = std::to_string(peer.Port());
+        recipe.user = "u";
+        recipe.password = "p";
+        recipe.localDirectory = local.Path().string();
+        return recipe;
+    }
     LogOnRecipe Recipe(const TestServer& server, int port = 0) {
         LogOnRecipe recipe;
         recipe.host = "127.0.0.1";
@@ -338,26 +352,16 @@ TEST_F(SessionLinkTest, StopEndsALongGetWithinTwoSecondsAndTheSessionGoesOn) {
 // every byte is there.
 TEST_F(SessionLinkTest, ADownloadWhoseVerdictWasLostIsJudgedBySize) {
     ScriptedPeer peer;
-    const auto logOn = [&peer] {
-        peer.Reply("220 hi").Expect("USER u").Reply("331 pw").Expect("PASS p").Reply("230 in");
-        peer.Expect("MODE S").Reply("200 ok");
-    };
-    logOn();
+    ScriptLogOn(peer);
     peer.Expect("PASV").Passive().Expect("LIST").Reply("150 ok");
     peer.SendData("-rw-r--r-- 1 a b 5 Jan 01 12:00 f.bin\r\n").Reply("226 ok");
     peer.Expect("PWD").Reply("257 \"/\"").Expect("TYPE I").Reply("200 binary");
     peer.Expect("PASV").Passive().Expect("RETR f.bin").Reply("150 ok").SendData("12345").Close();
     peer.NextConnection();
-    logOn();
+    ScriptLogOn(peer);
     peer.Expect("CWD /").Reply("250 ok").Expect("SIZE f.bin").Reply("213 5").Silence();
     peer.Start();
-    LogOnRecipe recipe;
-    recipe.host = "127.0.0.1";
-    recipe.port = std::to_string(peer.Port());
-    recipe.user = "u";
-    recipe.password = "p";
-    recipe.localDirectory = local.Path().string();
-    ASSERT_EQ(session.Logon(recipe), 0);
+    ASSERT_EQ(session.Logon(Recipe(peer)), 0);
     session.IN({"f.bin"}, false);
     EXPECT_EQ(TempDir::Read(local / "f.bin"), "12345");
     EXPECT_TRUE(view.Told().empty()) << ::testing::PrintToString(view.Told());
@@ -368,30 +372,20 @@ TEST_F(SessionLinkTest, ADownloadWhoseVerdictWasLostIsJudgedBySize) {
 // the operation at once; the next operation logs on again and works, without a word.
 TEST_F(SessionLinkTest, AStopThatCostTheConnectionIsMendedByTheNextOperation) {
     ScriptedPeer peer;
-    const auto logOn = [&peer] {
-        peer.Reply("220 hi").Expect("USER u").Reply("331 pw").Expect("PASS p").Reply("230 in");
-        peer.Expect("MODE S").Reply("200 ok");
-    };
     const auto listing = [&peer](const std::string& lines) {
         peer.Expect("PASV").Passive().Expect("LIST").Reply("150 ok").SendData(lines);
         peer.Reply("226 ok").Expect("PWD").Reply("257 \"/\"");
     };
-    logOn();
+    ScriptLogOn(peer);
     listing("");
     peer.Expect("PASV").Passive().Expect("LIST").Reply("150 ok").Silence();
     peer.NextConnection();
-    logOn();
+    ScriptLogOn(peer);
     peer.Expect("CWD /").Reply("250 ok");
     listing("-rw-r--r-- 1 a b 5 Jan 01 12:00 after.txt\r\n");
     peer.Silence();
     peer.Start();
-    LogOnRecipe recipe;
-    recipe.host = "127.0.0.1";
-    recipe.port = std::to_string(peer.Port());
-    recipe.user = "u";
-    recipe.password = "p";
-    recipe.localDirectory = local.Path().string();
-    ASSERT_EQ(session.Logon(recipe), 0);
+    ASSERT_EQ(session.Logon(Recipe(peer)), 0);
     std::thread stopper([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
         session.Stop();
