@@ -68,13 +68,23 @@ bool HostSession::Run(const char* name, std::function<void()> operation) {
     stopped_ = false;
     connectionGone_ = false;
     failedText_.clear();
-    operationEnded_ = false;
-    return workers_.Spawn(name, [this, operation = std::move(operation)] {
+    const std::uint64_t id = ++operations_;
+    running_ = id;
+    const bool started = workers_.Spawn(name, [this, id, operation = std::move(operation)] {
         operation();
-        if (!operationEnded_.exchange(true)) {
-            view_.OperationEnded(failedText_.empty() ? "Idle." : failedText_);
-        }
+        EndOperation(id);
     });
+    if (!started) {
+        running_ = 0;
+    }
+    return started;
+}
+
+void HostSession::EndOperation(std::uint64_t id) {
+    std::uint64_t running = id;
+    if (running_.compare_exchange_strong(running, 0)) {
+        view_.OperationEnded(failedText_.empty() ? "Idle." : failedText_);
+    }
 }
 
 bool HostSession::RunLocal(const char* name, std::function<void()> operation) {
@@ -603,7 +613,7 @@ void HostSession::Stop() {
 // The session goes without waiting for anyone: it stops what runs, stops its second
 // connections, and says goodbye on a worker when it was logged on and idle.
 void HostSession::Close() {
-    const bool wasBusy = !operationEnded_ || loggingOn_;
+    const bool wasBusy = running_ != 0 || loggingOn_;
     {
         std::lock_guard lock(detachedMutex_);
         closing_ = true;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -67,6 +68,8 @@ public:
     bool Run(const char* name, std::function<void()> operation);
     // Runs local work (a local listing, a local command) on a worker, beside host operations.
     bool RunLocal(const char* name, std::function<void()> operation);
+    // Tells the view that operation `id` has ended, once.
+    void EndOperation(std::uint64_t id);
     // The workers, for a view that must not go before the last one has ended.
     WorkerSet& Workers() { return workers_; }
 
@@ -201,8 +204,11 @@ private:
     std::atomic<bool> firstListing_{true};
     // The session connection's transfer type: 0 ASCII, 1 binary, 2 not sent yet.
     std::atomic<int> connectionType_{2};
-    // Set when the operation that runs has told the view it ended.
-    std::atomic<bool> operationEnded_{true};
+    // The number of the host operation that runs and has not told the view it ended, 0 for
+    // none: an operation that moved to a second connection ends early, and its worker, still
+    // running, must not end the next one.
+    std::atomic<std::uint64_t> running_{0};
+    std::uint64_t operations_ = 0;  // GUI thread
     // The running operation was stopped by the user; its lost connection was told already.
     std::atomic<bool> stopped_{false};
     std::atomic<bool> connectionGone_{false};

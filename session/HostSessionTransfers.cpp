@@ -205,6 +205,7 @@ void HostSession::OUT(const std::vector<std::string>& names, bool spawn) {
 // transfer shows in the transfer list, which can stop it.
 void HostSession::Detach(bool get, std::vector<std::string> names, const std::string& local,
                          const std::string& hostFolder) {
+    const std::uint64_t operation = running_;
     std::unique_ptr<FTPcommand> connection = DuplicateNewConnection();
     {
         // Known to the session, and stoppable from the transfer list, before it connects: a
@@ -216,9 +217,7 @@ void HostSession::Detach(bool get, std::vector<std::string> names, const std::st
         detached_.push_back(connection.get());
     }
     view_.TransferStarted(connection.get());
-    if (!operationEnded_.exchange(true)) {
-        view_.OperationEnded("Idle.");  // the view is free from here on
-    }
+    EndOperation(operation);  // the view is free from here on
     // A log-on that failed has told why, unless the user stopped it.
     if (LogOnSecond(*connection)) {
         std::atomic<int> type{1};  // a second connection starts in binary
