@@ -238,6 +238,10 @@ int HostSession::OnLiveConnection(Step step) {
     int result = step();
     if (result != 0 && ftp_->ConnectionLost() && !stopped_ && Reconnect()) {
         result = step();
+        // Lost again within the same step: the link will not hold.
+        if (result != 0 && ftp_->ConnectionLost() && !stopped_) {
+            ConnectionGone(ftp_->LostReason());
+        }
     }
     return result;
 }
