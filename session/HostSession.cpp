@@ -329,24 +329,25 @@ bool HostSession::Reconnect() {
     if (!loggedOn) {
         // A refusal has been told in the server's words; an unreachable server is told here.
         const std::string why = ftp_->Unreachable();
-        ConnectionGone(why.empty() ? cause : cause + "; " + why);
+        ConnectionGone("was lost and could not be made again: " +
+                       (why.empty() ? cause : cause + "; " + why));
         return false;
     }
     connectionType_ = 2;
     ftp_->MODESTREAM();
     const std::string folder = HostPath();
     if (!folder.empty() && ftp_->CWD(folder.c_str()) != 0) {
-        ConnectionGone(cause + "; the folder " + folder + " could not be entered again");
+        ConnectionGone("was lost and could not be made again: " + cause + "; the folder " + folder +
+                       " could not be entered again");
         return false;
     }
     LogLine("Connection made again.");
     return true;
 }
 
-void HostSession::ConnectionGone(const std::string& cause) {
+void HostSession::ConnectionGone(const std::string& what) {
     if (!connectionGone_.exchange(true) && !closing_ && !stopped_) {
-        view_.Tell("The connection to " + recipe_.host +
-                   " was lost and could not be made again: " + cause + ".");
+        view_.Tell("The connection to " + recipe_.host + " " + what + ".");
     }
 }
 

@@ -128,8 +128,9 @@ private:
     template <typename Step>
     int OnLiveConnection(Step step);
     bool Reconnect();
-    // The connection is gone for good: one alert for the operation, naming the cause.
-    void ConnectionGone(const std::string& cause);
+    // The connection is gone for good: one alert for the operation, saying what happened to it
+    // and why.
+    void ConnectionGone(const std::string& what);
     // Waits `seconds` unless the operation is stopped or the session closes meanwhile.
     bool Pause(FTPcommand& command, int seconds);
 
@@ -240,7 +241,7 @@ int HostSession::OnLiveConnection(Step step) {
         result = step();
         // Lost again within the same step: the link will not hold.
         if (result != 0 && ftp_->ConnectionLost() && !stopped_) {
-            ConnectionGone(ftp_->LostReason());
+            ConnectionGone("was lost again: " + ftp_->LostReason());
         }
     }
     return result;
