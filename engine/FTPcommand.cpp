@@ -1108,7 +1108,9 @@ int FTPcommand::OpenListing(const char* directory, int mode) {
 
 int FTPcommand::LISTING(const char* directory, Items* files, Items* directories,
                         StatusMonitor* status, int mode, ListingMonitor* view, BarMonitor* bar) {
+    lastFailure_ = Failure::None;
     if (int result = OpenListing(directory, mode); result != 0) {
+        NoteOpenFailure();
         return result;
     }
     PumpEnd end = RunPump([&] { return ReadListing(files, directories, status, view, bar); });

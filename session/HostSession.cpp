@@ -442,10 +442,7 @@ int HostSession::ListHostFolder(const std::optional<std::string>& directory, Hos
     SetBar("UPDATING host listing... WAITING for reply.");
     Items directories;
     Items files;
-    // The raw lines only go to a Full Listing window that is open: nothing else keeps them.
-    ListingMonitor* lines = fullListingShown_ ? monitors_.fullListing : nullptr;
-    if (ftp_->LISTING(nullptr, &files, &directories, &status, passive_, lines, monitors_.bar) !=
-        0) {
+    if (ReceiveListing(&files, &directories) != 0) {
         SetBar("Error: the listing is incomplete.");  // and neither shown nor cached
         return 1;
     }
@@ -461,6 +458,34 @@ int HostSession::ListHostFolder(const std::optional<std::string>& directory, Hos
         cache_.Add(lists->path.c_str(), lists->directories, lists->files);
     }
     return 0;
+}
+
+// The current folder's listing, taken again when its data connection failed for a cause that may
+// pass; a lost control connection is left to the caller, which makes it again and enters the
+// folder once more.
+int HostSession::ReceiveListing(Items* files, Items* directories) {
+    // The raw lines only go to a Full Listing window that is open: nothing else keeps them.
+    ListingMonitor* lines = fullListingShown_ ? monitors_.fullListing : nullptr;
+    for (int attempt = 0;; ++attempt) {
+        files->clear();
+        directories->clear();
+        const int result = ftp_->LISTING(nullptr, files, directories, monitors_.status, passive_,
+                                         lines, monitors_.bar);
+        if (result == 0 || ftp_->LastFailure() != FTPcommand::Failure::Transient ||
+            attempt == static_cast<int>(std::size(kRetryPauses)) || stopped_) {
+            return result;
+        }
+        ftp_->ReadPending();
+        if (ftp_->ConnectionLost()) {
+            return result;
+        }
+        const int pause = kRetryPauses[attempt];
+        LogLine("The listing did not arrive whole: trying again in " + std::to_string(pause) +
+                " s.");
+        if (!Pause(*ftp_, pause)) {
+            return result;
+        }
+    }
 }
 
 // Enters the folder `name` of the current one, without listing it.

@@ -133,6 +133,8 @@ private:
     void ConnectionGone(const std::string& what);
     // Waits `seconds` unless the operation is stopped or the session closes meanwhile.
     bool Pause(FTPcommand& command, int seconds);
+    // Another try after 1, 2 and 4 s, as a link that dropped may need a moment to come back.
+    static constexpr int kRetryPauses[] = {1, 2, 4};
 
     // Connections.
     void Secure(FTPcommand& command);
@@ -146,6 +148,7 @@ private:
     // Folders and listings.
     void ShowHostLists(HostLists lists);
     int ListHostFolder(const std::optional<std::string>& directory, HostLists* lists);
+    int ReceiveListing(Items* files, Items* directories);
     int EnterHostFolder(const std::string& name);
     std::optional<std::string> AskHostPath();
     void PWDThread();

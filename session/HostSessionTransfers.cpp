@@ -74,13 +74,6 @@ void HostSession::SetType(FTPcommand& command, std::atomic<int>& type, bool bina
 
 // ---- One file, tried again ----
 
-namespace {
-
-// Another try after 1, 2 and 4 s, as a link that dropped may need a moment to come back.
-constexpr int kRetryPauses[] = {1, 2, 4};
-
-}  // namespace
-
 int HostSession::AttemptMove(FTPcommand& command, Move move, const std::string& name,
                              const std::string& local, StatusMonitor* status) {
     const char* file = name.c_str();

@@ -75,8 +75,7 @@ TEST_F(StatusWindowTest, StopIsEnabledAfter2048BytesOfAFileAndStopsTheOwnersOper
     status->SetNameFichier("small.txt");
     status->SetMax(2048);
     status->SetNbOctet(2048);
-    Redrawn();
-    EXPECT_FALSE(stop->isEnabled());
+    EXPECT_TRUE(WaitUntil([&] { return !stop->isEnabled(); }));
     status->SetNameFichier("a.bin");
     status->SetMax(100000);
     std::thread([this] { status->SetNbOctet(2048); }).join();

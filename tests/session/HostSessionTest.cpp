@@ -259,6 +259,8 @@ TEST_F(SessionLinkTest, TreesCrossAFaultyLinkWholeAndALinkGoneForGoodEndsThemWit
         TempDir::WriteFile(tree / ("d" + std::to_string(i % 2)) / ("f" + std::to_string(i)),
                            RandomBytes(150000 + 1000 * i, i));
     }
+    // One file at the top puts a folder's listing in the way of a reset too.
+    TempDir::WriteFile(tree / "top", RandomBytes(5000, 9));
     fs::create_directories(vsftpd->Pub() / "back");
     fs::permissions(vsftpd->Pub() / "back", fs::perms::all);
     WanProxy faulty(vsftpd->Port(),
@@ -273,6 +275,7 @@ TEST_F(SessionLinkTest, TreesCrossAFaultyLinkWholeAndALinkGoneForGoodEndsThemWit
     EXPECT_EQ(TreeOf(vsftpd->Pub() / "back" / "tree"), TreeOf(tree));
     EXPECT_TRUE(session.LastTree().whole);
     EXPECT_TRUE(view.Told().empty()) << ::testing::PrintToString(view.Told());
+    EXPECT_TRUE(log.Contains("The listing did not arrive whole: trying again in 1 s."));
 
     // 8 Mbit/s: the tree takes seconds, and the link goes in the middle.
     WanProxy slow(vsftpd->Port(), {"--rtt", "2", "--rate", "8"});
